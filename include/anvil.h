@@ -1,0 +1,9 @@
+/* libanvil: every public family in one include. */
+#ifndef ANVIL_H
+#define ANVIL_H
+
+#include "anvil/io.h"
+#include "anvil/unsock.h"
+#include "anvil/lsystem.h"
+
+#endif

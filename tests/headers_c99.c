@@ -1,0 +1,6 @@
+#include <anvil.h>
+
+int main(void)
+{
+    return 0;
+}

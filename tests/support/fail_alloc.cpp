@@ -1,0 +1,116 @@
+// Interposes the allocator so that tests can make the library's n-th
+// allocation fail. Calls go on to the next definition (the C library's, or
+// the sanitizer's) through dlsym(RTLD_NEXT).
+#include <atomic>
+#include <cerrno>
+#include <cstddef>
+#include <dlfcn.h>
+
+#include "support/test_support.hpp"
+
+namespace {
+
+using MallocFn = void *(*)(size_t);
+using CallocFn = void *(*)(size_t, size_t);
+using ReallocFn = void *(*)(void *, size_t);
+
+MallocFn real_malloc;
+CallocFn real_calloc;
+ReallocFn real_realloc;
+
+std::atomic<bool> armed{false};
+std::atomic<int> budget{0};
+std::atomic<int> calls{0};
+
+// dlsym may allocate before the real functions are known; serve that from here.
+alignas(16) unsigned char bootstrap[4096];
+size_t bootstrap_used;
+
+void *bootstrap_alloc(size_t n)
+{
+    n = (n + 15) & ~size_t(15);
+    if (bootstrap_used + n > sizeof bootstrap)
+        return nullptr;
+    void *p = bootstrap + bootstrap_used;
+    bootstrap_used += n;
+    return p;
+}
+
+bool resolving;
+
+void resolve()
+{
+    if (real_malloc || resolving)
+        return;
+    resolving = true;
+    real_calloc = reinterpret_cast<CallocFn>(dlsym(RTLD_NEXT, "calloc"));
+    real_realloc = reinterpret_cast<ReallocFn>(dlsym(RTLD_NEXT, "realloc"));
+    real_malloc = reinterpret_cast<MallocFn>(dlsym(RTLD_NEXT, "malloc"));
+    resolving = false;
+}
+
+// True when this call is to fail.
+bool take()
+{
+    if (!armed.load())
+        return false;
+    calls.fetch_add(1);
+    return budget.fetch_sub(1) <= 0;
+}
+
+}  // namespace
+
+extern "C" void *malloc(size_t n)
+{
+    resolve();
+    if (!real_malloc)
+        return bootstrap_alloc(n);
+    if (take()) {
+        errno = ENOMEM;
+        return nullptr;
+    }
+    return real_malloc(n);
+}
+
+extern "C" void *calloc(size_t n, size_t size)
+{
+    resolve();
+    if (!real_calloc)
+        return bootstrap_alloc(n * size);  // static storage is zeroed
+    if (take()) {
+        errno = ENOMEM;
+        return nullptr;
+    }
+    return real_calloc(n, size);
+}
+
+extern "C" void *realloc(void *p, size_t n)
+{
+    resolve();
+    if (take()) {
+        errno = ENOMEM;
+        return nullptr;
+    }
+    return real_realloc(p, n);
+}
+
+namespace anvil_test {
+
+void fail_alloc_after(int successes)
+{
+    calls = 0;
+    budget = successes;
+    armed = true;
+}
+
+void disarm_alloc_failure()
+{
+    armed = false;
+}
+
+int alloc_calls()
+{
+    return calls;
+}
+
+}  // namespace anvil_test

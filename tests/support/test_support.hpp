@@ -1,0 +1,24 @@
+// Helpers shared by the test programs.
+#pragma once
+
+#include <cstddef>
+
+namespace anvil_test {
+
+// Number of open descriptors of this process (entries of /proc/self/fd).
+int open_fd_count();
+
+// Allocation failure injection. The test program interposes malloc, calloc
+// and realloc; once armed, the first `successes` calls succeed and every call
+// after them fails with ENOMEM until disarm(). alloc_calls() counts the calls
+// seen since the last arm.
+void fail_alloc_after(int successes);
+void disarm_alloc_failure();
+int alloc_calls();
+
+// Moves this process into a private network namespace, so that abstract
+// socket names (such as "execd") cannot meet anything outside the test.
+// Returns false where that is not permitted.
+bool enter_private_netns();
+
+}  // namespace anvil_test
