@@ -7,30 +7,11 @@
 #include <unistd.h>
 
 #include "support/execd_stub.hpp"
-#include "support/test_support.hpp"
+#include "support/isolated_test.hpp"
 
 using anvil_test::ExecdStub;
 
-namespace {
-
-class Lsystem : public ::testing::Test {
-protected:
-    void SetUp() override
-    {
-        static const bool isolated = anvil_test::enter_private_netns();
-        if (!isolated)
-            GTEST_SKIP() << "no private network namespace (needs CAP_SYS_ADMIN)";
-        fds_ = anvil_test::open_fd_count();
-    }
-    void TearDown() override
-    {
-        if (!IsSkipped())
-            EXPECT_EQ(anvil_test::open_fd_count(), fds_) << "descriptor leaked";
-    }
-    int fds_ = 0;
-};
-
-}  // namespace
+using Lsystem = anvil_test::IsolatedTest;
 
 TEST_F(Lsystem, ReturnsTheDaemonsReplyUnchanged)
 {

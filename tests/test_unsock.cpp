@@ -12,25 +12,12 @@
 #include <fcntl.h>
 #include <unistd.h>
 
-#include "support/test_support.hpp"
+#include "support/isolated_test.hpp"
 
 namespace {
 
-class Unsock : public ::testing::Test {
+class Unsock : public anvil_test::IsolatedTest {
 protected:
-    void SetUp() override
-    {
-        static const bool isolated = anvil_test::enter_private_netns();
-        if (!isolated)
-            GTEST_SKIP() << "no private network namespace (needs CAP_SYS_ADMIN)";
-        fds_ = anvil_test::open_fd_count();
-    }
-    void TearDown() override
-    {
-        if (!IsSkipped())
-            EXPECT_EQ(anvil_test::open_fd_count(), fds_) << "descriptor leaked";
-    }
-
     // The address the kernel recorded for a bound socket.
     static std::string bound_address(int fd)
     {
@@ -39,8 +26,6 @@ protected:
         EXPECT_EQ(getsockname(fd, reinterpret_cast<sockaddr *>(&a), &len), 0);
         return std::string(reinterpret_cast<char *>(&a), len);
     }
-
-    int fds_ = 0;
 };
 
 }  // namespace
