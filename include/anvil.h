@@ -5,5 +5,6 @@
 #include "anvil/io.h"
 #include "anvil/unsock.h"
 #include "anvil/lsystem.h"
+#include "anvil/array_stream.h"
 
 #endif
