@@ -3,6 +3,7 @@
 #define ANVIL_H
 
 #include "anvil/io.h"
+#include "anvil/recvstr.h"
 #include "anvil/unsock.h"
 #include "anvil/lsystem.h"
 #include "anvil/array_stream.h"
