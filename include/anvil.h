@@ -7,5 +7,6 @@
 #include "anvil/unsock.h"
 #include "anvil/lsystem.h"
 #include "anvil/array_stream.h"
+#include "anvil/ring_buffer.h"
 
 #endif

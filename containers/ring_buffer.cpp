@@ -1,0 +1,179 @@
+// The ring buffer. Counters run freely and are masked only to find a slot;
+// with a power-of-two capacity that stays right across their 2^32 wrap.
+#include "anvil/ring_buffer.h"
+
+#include <cerrno>
+#include <cstdint>
+#include <cstdlib>
+#include <cstring>
+
+#include "base/errno_guard.hpp"
+#include "containers/ceil_log2.hpp"
+
+struct ring_buffer {
+    uint32_t written;
+    uint32_t consumed;
+    uint32_t capacity;  // a power of two
+    uint32_t element_size;
+    unsigned char *data;
+};
+
+namespace {
+
+uint32_t used(const ring_buffer *rb)
+{
+    return rb->written - rb->consumed;
+}
+
+size_t bytes(const ring_buffer *rb, uint32_t elements)
+{
+    return rb->element_size == 1 ? elements : size_t{elements} * rb->element_size;
+}
+
+// Where the n elements of counter values at, at + 1, ... lie: a first run
+// from the slot of at up to the end of the storage at most, and the rest, if
+// any, from the start of the storage.
+struct Split {
+    unsigned char *start;
+    uint32_t first;
+};
+
+Split split(const ring_buffer *rb, uint32_t at, uint32_t n)
+{
+    uint32_t slot = at & (rb->capacity - 1);
+    uint32_t to_end = rb->capacity - slot;
+    return {rb->data + bytes(rb, slot), n < to_end ? n : to_end};
+}
+
+void copy_in(ring_buffer *rb, const unsigned char *src, uint32_t n, uint32_t at)
+{
+    Split s = split(rb, at, n);
+    size_t first = bytes(rb, s.first);
+    std::memcpy(s.start, src, first);
+    if (s.first != n)
+        std::memcpy(rb->data, src + first, bytes(rb, n - s.first));
+}
+
+void copy_out(const ring_buffer *rb, unsigned char *dst, uint32_t n, uint32_t at)
+{
+    Split s = split(rb, at, n);
+    size_t first = bytes(rb, s.first);
+    std::memcpy(dst, s.start, first);
+    if (s.first != n)
+        std::memcpy(dst + first, rb->data, bytes(rb, n - s.first));
+}
+
+uint32_t smaller(uint32_t a, uint32_t b)
+{
+    return a < b ? a : b;
+}
+
+uint32_t add_written(ring_buffer *rb, uint32_t count)
+{
+    uint32_t n = smaller(count, rb->capacity - used(rb));
+    rb->written += n;
+    return n;
+}
+
+// Draining puts both counters back to 0, so the next producer gets the whole
+// storage as one run.
+uint32_t add_consumed(ring_buffer *rb, uint32_t count)
+{
+    uint32_t n = smaller(count, used(rb));
+    rb->consumed += n;
+    if (rb->consumed == rb->written)
+        rb->written = rb->consumed = 0;
+    return n;
+}
+
+}  // namespace
+
+ring_buffer *ring_buffer_create(uint32_t capacity, uint32_t element_size)
+{
+    int shift = anvil::ceil_log2(capacity);
+    if (capacity < 2 || element_size == 0 || shift > 31 ||
+        (uint64_t{element_size} << shift) > UINT32_MAX)
+        return anvil::fail<ring_buffer *>(EINVAL, nullptr);
+    auto *rb = static_cast<ring_buffer *>(std::malloc(sizeof(ring_buffer)));
+    if (!rb)
+        return nullptr;
+    rb->written = 0;
+    rb->consumed = 0;
+    rb->capacity = uint32_t{1} << shift;
+    rb->element_size = element_size;
+    rb->data = static_cast<unsigned char *>(std::calloc(rb->capacity, element_size));
+    if (!rb->data) {
+        anvil::free_keep_errno(rb);
+        return nullptr;
+    }
+    return rb;
+}
+
+void ring_buffer_destroy(ring_buffer *rb)
+{
+    std::free(rb->data);
+    std::free(rb);
+}
+
+void ring_buffer_reset(ring_buffer *rb)
+{
+    rb->written = 0;
+    rb->consumed = 0;
+}
+
+uint32_t ring_buffer_len(const ring_buffer *rb)
+{
+    return used(rb);
+}
+
+int ring_buffer_empty(const ring_buffer *rb)
+{
+    return rb->written == rb->consumed;
+}
+
+int ring_buffer_full(const ring_buffer *rb)
+{
+    return used(rb) == rb->capacity;
+}
+
+uint32_t ring_buffer_write(ring_buffer *rb, const void *src, uint32_t count)
+{
+    uint32_t n = smaller(count, rb->capacity - used(rb));
+    if (n == 0)
+        return 0;
+    copy_in(rb, static_cast<const unsigned char *>(src), n, rb->written);
+    return add_written(rb, n);
+}
+
+uint32_t ring_buffer_read(ring_buffer *rb, void *dst, uint32_t count)
+{
+    uint32_t n = smaller(count, used(rb));
+    if (n == 0)
+        return 0;
+    copy_out(rb, static_cast<unsigned char *>(dst), n, rb->consumed);
+    return add_consumed(rb, n);
+}
+
+void *ring_buffer_reserve(ring_buffer *rb, uint32_t *count)
+{
+    Split s = split(rb, rb->written, rb->capacity - used(rb));
+    *count = s.first;
+    return s.first ? s.start : nullptr;
+}
+
+uint32_t ring_buffer_commit(ring_buffer *rb, uint32_t count)
+{
+    return add_written(rb, count);
+}
+
+void *ring_buffer_peek(ring_buffer *rb, uint32_t *count)
+{
+    Split s = split(rb, rb->consumed, used(rb));
+    *count = s.first;
+    return s.first ? s.start : nullptr;
+}
+
+uint32_t ring_buffer_decommit(ring_buffer *rb, uint32_t count)
+{
+    return add_consumed(rb, count);
+}
