@@ -5,9 +5,10 @@
 #include <cerrno>
 #include <cstdint>
 #include <cstdlib>
-#include <cstring>
+#include <type_traits>
 
 #include "base/errno_guard.hpp"
+#include "containers/block_copy.hpp"
 #include "containers/ceil_log2.hpp"
 
 struct ring_buffer {
@@ -45,22 +46,41 @@ Split split(const ring_buffer *rb, uint32_t at, uint32_t n)
     return {rb->data + bytes(rb, slot), n < to_end ? n : to_end};
 }
 
-void copy_in(ring_buffer *rb, const unsigned char *src, uint32_t n, uint32_t at)
+template <bool kIn>
+using UserBytes = std::conditional_t<kIn, const unsigned char, unsigned char>;
+
+template <bool kIn>
+void move_block(unsigned char *ring, UserBytes<kIn> *user, size_t n)
 {
-    Split s = split(rb, at, n);
-    size_t first = bytes(rb, s.first);
-    std::memcpy(s.start, src, first);
-    if (s.first != n)
-        std::memcpy(rb->data, src + first, bytes(rb, n - s.first));
+    if constexpr (kIn)
+        anvil::copy_block(ring, user, n);
+    else
+        anvil::copy_block(user, ring, n);
 }
 
-void copy_out(const ring_buffer *rb, unsigned char *dst, uint32_t n, uint32_t at)
+// Copies n elements between the caller's buffer and the storage of counter
+// values at, at + 1, ...: at most two blocks, the second from the start of
+// the storage.
+template <bool kIn>
+[[gnu::noinline]] void copy_split(const ring_buffer *rb, UserBytes<kIn> *user, Split s, uint32_t n)
+{
+    size_t first = bytes(rb, s.first);
+    move_block<kIn>(s.start, user, first);
+    if (s.first != n)
+        move_block<kIn>(rb->data, user + first, bytes(rb, n - s.first));
+}
+
+// A single small block, the common case, is moved without a call, so that
+// the copying calls need no stack frame.
+template <bool kIn>
+void copy(const ring_buffer *rb, UserBytes<kIn> *user, uint32_t n, uint32_t at)
 {
     Split s = split(rb, at, n);
-    size_t first = bytes(rb, s.first);
-    std::memcpy(dst, s.start, first);
-    if (s.first != n)
-        std::memcpy(dst + first, rb->data, bytes(rb, n - s.first));
+    size_t size = bytes(rb, n);
+    if (s.first == n && size <= anvil::kInlineCopyMax)
+        move_block<kIn>(s.start, user, size);
+    else
+        copy_split<kIn>(rb, user, s, n);
 }
 
 uint32_t smaller(uint32_t a, uint32_t b)
@@ -139,19 +159,23 @@ int ring_buffer_full(const ring_buffer *rb)
 uint32_t ring_buffer_write(ring_buffer *rb, const void *src, uint32_t count)
 {
     uint32_t n = smaller(count, rb->capacity - used(rb));
-    if (n == 0)
-        return 0;
-    copy_in(rb, static_cast<const unsigned char *>(src), n, rb->written);
-    return add_written(rb, n);
+    if (n != 0) {
+        uint32_t at = rb->written;
+        rb->written = at + n;
+        copy<true>(rb, static_cast<const unsigned char *>(src), n, at);
+    }
+    return n;
 }
 
 uint32_t ring_buffer_read(ring_buffer *rb, void *dst, uint32_t count)
 {
     uint32_t n = smaller(count, used(rb));
-    if (n == 0)
-        return 0;
-    copy_out(rb, static_cast<unsigned char *>(dst), n, rb->consumed);
-    return add_consumed(rb, n);
+    if (n != 0) {
+        uint32_t at = rb->consumed;
+        add_consumed(rb, n);
+        copy<false>(rb, static_cast<unsigned char *>(dst), n, at);
+    }
+    return n;
 }
 
 void *ring_buffer_reserve(ring_buffer *rb, uint32_t *count)

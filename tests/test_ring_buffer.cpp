@@ -73,7 +73,8 @@ TEST(RingBuffer, CapacityIsRoundedAndBadShapesRefused)
 
 TEST(RingBuffer, CopiesWrapInOrderForEveryElementSize)
 {
-    for (uint32_t size : {1u, 4u, 12u}) {
+    // Sizes around each of the inline copy's cases, and one beyond them.
+    for (uint32_t size : {1u, 3u, 4u, 12u, 20u, 40u, 64u, 100u}) {
         SCOPED_TRACE(size);
         Ring r(8, size);
         auto in = elements(0, 11, size);
