@@ -8,5 +8,6 @@
 #include "anvil/lsystem.h"
 #include "anvil/array_stream.h"
 #include "anvil/ring_buffer.h"
+#include "anvil/hash.h"
 
 #endif
