@@ -9,5 +9,6 @@
 #include "anvil/array_stream.h"
 #include "anvil/ring_buffer.h"
 #include "anvil/hash.h"
+#include "anvil/timespec.h"
 
 #endif
