@@ -9,6 +9,7 @@
 #include "anvil/array_stream.h"
 #include "anvil/ring_buffer.h"
 #include "anvil/hash.h"
+#include "anvil/mutex.h"
 #include "anvil/timespec.h"
 
 #endif
