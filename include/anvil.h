@@ -11,5 +11,6 @@
 #include "anvil/hash.h"
 #include "anvil/mutex.h"
 #include "anvil/timespec.h"
+#include "anvil/dlist.h"
 
 #endif
