@@ -12,5 +12,6 @@
 #include "anvil/mutex.h"
 #include "anvil/timespec.h"
 #include "anvil/dlist.h"
+#include "anvil/c_queue.h"
 
 #endif
