@@ -13,5 +13,6 @@
 #include "anvil/timespec.h"
 #include "anvil/dlist.h"
 #include "anvil/c_queue.h"
+#include "anvil/string_builder.h"
 
 #endif
