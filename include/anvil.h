@@ -14,5 +14,6 @@
 #include "anvil/dlist.h"
 #include "anvil/c_queue.h"
 #include "anvil/string_builder.h"
+#include "anvil/bitmap.h"
 
 #endif
