@@ -2,6 +2,9 @@
 #ifndef ANVIL_H
 #define ANVIL_H
 
+/* First, so that it comes before any <stdlib.h>: see its note on bsearch. */
+#include "anvil/sort.h"
+
 #include "anvil/io.h"
 #include "anvil/recvstr.h"
 #include "anvil/unsock.h"

@@ -1,3 +1,4 @@
+#include <stdlib.h>
 #include <anvil.h>
 
 int main(void)

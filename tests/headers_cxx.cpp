@@ -1,4 +1,6 @@
 #include <anvil.h>
+#include <stdlib.h>
+#include <cstdlib>
 
 int main()
 {
