@@ -13,7 +13,7 @@
 #include "anvil/ring_buffer.h"
 #include "anvil/hash.h"
 #include "anvil/mutex.h"
-#include "anvil/timespec.h"
+#include "anvil/time_arith.h"
 #include "anvil/dlist.h"
 #include "anvil/c_queue.h"
 #include "anvil/string_builder.h"

@@ -1,4 +1,4 @@
-#include <anvil/timespec.h>
+#include <anvil/time_arith.h>
 #include <gtest/gtest.h>
 
 #include <cstdint>

@@ -8,8 +8,8 @@
  * therefore match the target's for every value that fits its types.
  * Neither function fails, allocates or sets errno.
  */
-#ifndef ANVIL_TIMESPEC_H
-#define ANVIL_TIMESPEC_H
+#ifndef ANVIL_TIME_ARITH_H
+#define ANVIL_TIME_ARITH_H
 
 #include <stdint.h>
 #include <time.h>
@@ -20,7 +20,7 @@
  * program built with _TIME_BITS=64 has another layout and cannot pass its
  * own. Such programs include the other family headers one by one. */
 #if defined(__USE_TIME_BITS64)
-#error "anvil/timespec.h needs the 32-bit time_t of the platform (no _TIME_BITS=64)"
+#error "anvil/time_arith.h needs the 32-bit time_t of the platform (no _TIME_BITS=64)"
 #endif
 
 /* Declared for strict ISO C, where <time.h> leaves it to POSIX. */

@@ -1,5 +1,5 @@
 // Normalising and saturating timespec arithmetic in 32-bit seconds.
-#include "anvil/timespec.h"
+#include "anvil/time_arith.h"
 
 #include <cstdint>
 
