@@ -18,5 +18,6 @@
 #include "anvil/c_queue.h"
 #include "anvil/string_builder.h"
 #include "anvil/bitmap.h"
+#include "anvil/text.h"
 
 #endif
