@@ -19,5 +19,6 @@
 #include "anvil/string_builder.h"
 #include "anvil/bitmap.h"
 #include "anvil/text.h"
+#include "anvil/ini.h"
 
 #endif

@@ -1,0 +1,219 @@
+// In-place INI parsing: five states pass one record along, one line kind each.
+#include <cctype>
+#include <cerrno>
+#include <cstdint>
+#include <cstring>
+
+#include "base/errno_guard.hpp"
+#include "text/ini_parser.hpp"
+
+namespace {
+
+// Byte classes of one load. The stop classes include NUL so that the scans
+// need no bound check: the extra NUL at the end stops them, and a NUL inside
+// the file is recognised by its position and stepped over.
+enum : unsigned char {
+    kSpace = 1,
+    kValueStop = 2,    // '\n' ';' '#' NUL
+    kKeyStop = 4,      // '\n' '=' NUL
+    kSectionStop = 8,  // '\n' ']' NUL
+};
+
+constexpr char kNoSection[] = "";
+
+struct ini_parse_state;
+using ini_state = int (*)(ini_parse_state *);
+
+struct ini_parse_state {
+    ini_parser *parser;
+    char *end;  // the extra NUL, one past the last file byte
+    const char *section;
+    char *key;
+    char *cursor;
+    ini_state next_state;
+    // djb2 of the current section, so that each key continues from it: the
+    // same bucket as hashing section and key from scratch.
+    std::uint32_t section_hash;
+    unsigned char cls[256];
+};
+
+// isspace is asked once per byte value per load, in this thread's locale.
+void classify(ini_parse_state *st)
+{
+    for (int c = 0; c < 256; ++c)
+        st->cls[c] = std::isspace(c) ? kSpace : 0;
+    st->cls[0] |= kValueStop | kKeyStop | kSectionStop;
+    st->cls['\n'] |= kValueStop | kKeyStop | kSectionStop;
+    st->cls[';'] |= kValueStop;
+    st->cls['#'] |= kValueStop;
+    st->cls['='] |= kKeyStop;
+    st->cls[']'] |= kSectionStop;
+}
+
+bool is_space(const ini_parse_state *st, const char *p)
+{
+    return st->cls[static_cast<unsigned char>(*p)] & kSpace;
+}
+
+// The first '\n', or a NUL at end, at or after p, for the class mask stop.
+// Requires p <= end and *end == NUL.
+char *scan_to(const ini_parse_state *st, char *p, unsigned char stop)
+{
+    for (;;) {
+        while (!(st->cls[static_cast<unsigned char>(*p)] & stop))
+            ++p;
+        if (*p != '\0' || p == st->end)
+            return p;
+        ++p;  // a NUL byte inside the file is an ordinary byte
+    }
+}
+
+// The first byte in [p, stop) that is not white space, or stop.
+char *skip_space(const ini_parse_state *st, char *p, const char *stop)
+{
+    while (p < stop && is_space(st, p))
+        ++p;
+    return p;
+}
+
+// Ends the text that starts at the non-space byte first and runs up to stop
+// by writing NUL after its last non-space byte. Requires first < stop.
+void cut_trailing_space(const ini_parse_state *st, const char *first, char *stop)
+{
+    while (stop - 1 > first && is_space(st, stop - 1))
+        --stop;
+    *stop = '\0';
+}
+
+// The position just after the first newline at or after p, or end.
+char *ini_skip_line(char *p, char *end)
+{
+    auto *nl = static_cast<char *>(std::memchr(p, '\n', static_cast<size_t>(end - p)));
+    return nl != nullptr ? nl + 1 : end;
+}
+
+void ini_index_add(ini_parser *parser, ini_entry *entry, std::uint32_t hash)
+{
+    ini_entry **head = &parser->buckets[hash & (parser->bucket_count - 1)];
+    entry->next = *head;
+    if (*head != nullptr)
+        (*head)->pprev = &entry->next;
+    *head = entry;
+    entry->pprev = head;
+}
+
+int ini_state_line(ini_parse_state *st);
+
+int ini_state_comment(ini_parse_state *st)
+{
+    st->cursor = ini_skip_line(st->cursor, st->end);
+    st->next_state = ini_state_line;
+    return 0;
+}
+
+// cursor: just past the '['.
+int ini_state_section(ini_parse_state *st)
+{
+    char *close = scan_to(st, st->cursor, kSectionStop);
+    if (*close != ']')
+        return anvil::fail(ENOEXEC);
+    char *first = skip_space(st, st->cursor, close);
+    if (first == close)
+        return anvil::fail(ENOEXEC);
+    cut_trailing_space(st, first, close);
+    st->section = first;
+    st->section_hash = anvil::ini_hash_more(anvil::kIniHashSeed, first);
+    st->cursor = ini_skip_line(close + 1, st->end);
+    st->next_state = ini_state_line;
+    return 0;
+}
+
+int ini_state_value(ini_parse_state *st);
+
+// cursor: on the line's first byte, which is neither white space nor one of
+// '[' ';' '#'.
+int ini_state_key(ini_parse_state *st)
+{
+    char *eq = scan_to(st, st->cursor, kKeyStop);
+    if (*eq != '=' || eq == st->cursor)
+        return anvil::fail(ENOEXEC);
+    cut_trailing_space(st, st->cursor, eq);
+    st->key = st->cursor;
+    st->cursor = eq + 1;
+    st->next_state = ini_state_value;
+    return 0;
+}
+
+// cursor: just past the '='.
+int ini_state_value(ini_parse_state *st)
+{
+    char *stop = scan_to(st, st->cursor, kValueStop);
+    st->next_state = nullptr;
+    if (*stop == '\n') {
+        st->next_state = ini_state_line;
+    } else if (*stop != '\0') {
+        st->next_state = ini_state_comment;
+    }
+    char *first = skip_space(st, st->cursor, stop);
+    st->cursor = stop == st->end ? stop : stop + 1;
+    *stop = '\0';
+    if (first != stop)
+        cut_trailing_space(st, first, stop);
+
+    std::uint32_t count = 1;
+    auto *entry = static_cast<ini_entry *>(array_stream_write(st->parser->entries, &count));
+    if (entry == nullptr)
+        return -1;
+    entry->section = st->section;
+    entry->key = st->key;
+    entry->value = first;
+    ini_index_add(st->parser, entry, anvil::ini_hash_more(st->section_hash, st->key));
+    return 0;
+}
+
+int ini_state_line(ini_parse_state *st)
+{
+    char *p = st->cursor;
+    while (is_space(st, p))
+        ++p;  // the NUL at end is not white space
+    st->cursor = p;
+    if (p == st->end) {
+        st->next_state = nullptr;
+    } else if (*p == '[') {
+        st->cursor = p + 1;
+        st->next_state = ini_state_section;
+    } else if (*p == ';' || *p == '#') {
+        st->cursor = p + 1;
+        st->next_state = ini_state_comment;
+    } else {
+        st->next_state = ini_state_key;
+    }
+    return 0;
+}
+
+}  // namespace
+
+namespace anvil {
+
+int ini_parse(ini_parser *parser)
+{
+    ini_parse_state st;
+    char *start = parser->text;
+    if (parser->size > 2 && std::memcmp(start, "\xEF\xBB\xBF", 3) == 0)
+        start += 3;
+    st.parser = parser;
+    st.end = parser->text + parser->size;
+    st.section = kNoSection;
+    st.key = nullptr;
+    st.cursor = start;
+    st.next_state = ini_state_line;
+    st.section_hash = kIniHashSeed;
+    classify(&st);
+    while (st.next_state != nullptr) {
+        if (st.next_state(&st) != 0)
+            return -1;
+    }
+    return 0;
+}
+
+}  // namespace anvil

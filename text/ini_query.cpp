@@ -1,0 +1,90 @@
+// Queries of a parsed INI handle: iteration in file order and typed lookups.
+#include <cctype>
+#include <cerrno>
+#include <climits>
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
+#include "base/errno_guard.hpp"
+#include "text/ini_parser.hpp"
+
+namespace {
+
+// The value of the newest entry for (section, key), or null with ENOKEY.
+const char *ini_lookup(const ini_parser *parser, const char *section, const char *key)
+{
+    std::uint32_t b = anvil::ini_hash(section, key, parser->bucket_count);
+    for (const ini_entry *e = parser->buckets[b]; e != nullptr; e = e->next) {
+        if (std::strcmp(section, e->section) == 0 && std::strcmp(key, e->key) == 0)
+            return e->value;
+    }
+    return anvil::fail(ENOKEY, static_cast<const char *>(nullptr));
+}
+
+// strtoul in base 16 with a 32-bit unsigned long, wherever long is wider:
+// a magnitude above 32 bits overflows, and a '-' negates modulo 2^32.
+std::uint32_t strtoul32_hex(const char *s)
+{
+    unsigned long v = std::strtoul(s, nullptr, 16);
+    if constexpr (sizeof(unsigned long) > sizeof(std::uint32_t)) {
+        if (v == ULONG_MAX && errno == ERANGE)
+            return UINT32_MAX;
+        while (std::isspace(static_cast<unsigned char>(*s)))
+            ++s;
+        unsigned long magnitude = *s == '-' ? 0 - v : v;
+        if (magnitude > UINT32_MAX)
+            return anvil::fail(ERANGE, std::uint32_t(UINT32_MAX));
+    }
+    return static_cast<std::uint32_t>(v);
+}
+
+}  // namespace
+
+void ini_parser_foreach(ini_parser *parser, ini_parser_callback callback, void *arg)
+{
+    if (callback == nullptr)
+        return;
+    array_stream_seek(parser->entries, 0, SEEK_SET);
+    std::uint32_t count;
+    while (auto *run = static_cast<const ini_entry *>(array_stream_read(parser->entries, &count))) {
+        for (std::uint32_t i = 0; i < count; ++i)
+            callback(arg, run[i].section, run[i].key, run[i].value);
+    }
+}
+
+const char *ini_parser_string(const ini_parser *parser, const char *section, const char *key,
+                              const char *def)
+{
+    const char *v = ini_lookup(parser, section, key);
+    return v != nullptr ? v : def;
+}
+
+int ini_parser_int(const ini_parser *parser, const char *section, const char *key, int def)
+{
+    const char *v = ini_lookup(parser, section, key);
+    return v != nullptr ? std::atoi(v) : def;
+}
+
+std::uint32_t ini_parser_hex(const ini_parser *parser, const char *section, const char *key,
+                             std::uint32_t def)
+{
+    const char *v = ini_lookup(parser, section, key);
+    return v != nullptr ? strtoul32_hex(v) : def;
+}
+
+double ini_parser_double(const ini_parser *parser, const char *section, const char *key,
+                         double def)
+{
+    const char *v = ini_lookup(parser, section, key);
+    return v != nullptr ? std::atof(v) : def;
+}
+
+int ini_parser_boolean(const ini_parser *parser, const char *section, const char *key, int def)
+{
+    const char *v = ini_lookup(parser, section, key);
+    if (v == nullptr)
+        return def;
+    return std::strchr("yYtT1", *v) != nullptr && *v != '\0';
+}
