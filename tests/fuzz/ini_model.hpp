@@ -4,6 +4,7 @@
 
 #include <cctype>
 #include <cerrno>
+#include <ostream>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -15,10 +16,20 @@ struct IniEntry {
     bool operator==(const IniEntry &) const = default;
 };
 
+inline std::ostream &operator<<(std::ostream &os, const IniEntry &e)
+{
+    return os << '[' << e.section << "] " << e.key << '=' << e.value;
+}
+
 struct IniModel {
-    int error = 0;  // ENOEXEC for a malformed file
+    int error = 0;  // ENOEXEC for a malformed file, and then no entries
     std::vector<IniEntry> entries;
 };
+
+inline IniModel malformed()
+{
+    return {ENOEXEC, {}};
+}
 
 // As a C string would read it: up to the first NUL.
 inline std::string c_str_of(std::string_view s)
@@ -58,18 +69,14 @@ inline IniModel ini_model(std::string_view text)
             continue;
         if (line[0] == '[') {
             size_t close = line.find(']');
-            if (close == line.npos || strip(line.substr(1, close - 1)).empty()) {
-                m.error = ENOEXEC;
-                return m;
-            }
+            if (close == line.npos || strip(line.substr(1, close - 1)).empty())
+                return malformed();
             section = c_str_of(strip(line.substr(1, close - 1)));
             continue;
         }
         size_t eq = line.find('=');
-        if (eq == line.npos || eq == 0) {
-            m.error = ENOEXEC;
-            return m;
-        }
+        if (eq == line.npos || eq == 0)
+            return malformed();
         std::string_view value = line.substr(eq + 1);
         value = value.substr(0, value.find_first_of(";#"));
         m.entries.push_back({section, c_str_of(strip(line.substr(0, eq))), c_str_of(strip(value))});
