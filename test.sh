@@ -1,7 +1,7 @@
 #!/bin/sh
 # Builds if needed and runs every test: the host build under AddressSanitizer
-# and UndefinedBehaviorSanitizer, the mutex test under ThreadSanitizer, then
-# the armhf build under qemu.
+# and UndefinedBehaviorSanitizer, the mutex test under ThreadSanitizer, the
+# armhf build under qemu, then each fuzz target for a minute over its seeds.
 set -eu
 cd "$(dirname "$0")"
 . tools/deps.sh
@@ -10,9 +10,48 @@ jobs=$(nproc)
 anvil_build build-asan -DANVIL_SANITIZE=ON -DANVIL_BENCH=OFF
 anvil_build build-tsan -DANVIL_TSAN=ON -DANVIL_BENCH=OFF -DANVIL_EXAMPLES=OFF
 anvil_build build-arm -DCMAKE_TOOLCHAIN_FILE=cmake/arm-linux-gnueabihf.cmake
+CC=clang CXX=clang++ anvil_build build-fuzz -DANVIL_FUZZ=ON
+logs=$(mktemp -d)
+trap 'rm -rf "$logs"' EXIT
+# Each ctest run stops the script when it fails, its output last.
+run_ctest() {
+  ctest --test-dir "$1" --output-on-failure -j "$jobs" | tee "$logs/$1"
+  grep -q '^100% tests passed' "$logs/$1"
+}
 echo "== host tests (ASan, UBSan)"
-ctest --test-dir build-asan --output-on-failure -j "$jobs"
+run_ctest build-asan
 echo "== host mutex test (TSan)"
-ctest --test-dir build-tsan --output-on-failure -j "$jobs"
+run_ctest build-tsan
 echo "== armhf tests (qemu-arm)"
-ctest --test-dir build-arm --output-on-failure -j "$jobs"
+run_ctest build-arm
+
+# New inputs go to a scratch directory: the seed corpus in the tree stays as it is.
+fuzz() {
+  target=$1
+  shift
+  mkdir -p "$logs/$target.corpus"
+  if build-fuzz/tests/fuzz/"$target" -max_total_time=60 -artifact_prefix="$logs/" \
+       "$logs/$target.corpus" "$@" > "$logs/$target.log" 2>&1; then
+    echo "$target: $(grep -o 'Done [0-9]* runs in [0-9]* second(s)' "$logs/$target.log"), no failure"
+  else
+    tail -n 60 "$logs/$target.log"
+    mkdir -p fuzz-out && cp "$logs"/crash-* "$logs"/leak-* "$logs"/timeout-* fuzz-out/ 2>/dev/null || true
+    echo "$target: FAILED, inputs kept in fuzz-out/"
+    return 1
+  fi
+}
+echo "== fuzzing"
+fuzz_status=0
+fuzz fuzz_ini tests/fuzz/ini tests/data/ini >> "$logs/fuzz" || fuzz_status=1
+fuzz fuzz_text tests/fuzz/text >> "$logs/fuzz" || fuzz_status=1
+grep -v '^fuzz_' "$logs/fuzz" || true  # what a failing target printed
+
+echo "== summary"
+grep '^fuzz_' "$logs/fuzz"
+echo "host tests (ASan, UBSan):"
+grep 'tests passed' "$logs/build-asan"
+echo "host mutex test (TSan):"
+grep 'tests passed' "$logs/build-tsan"
+echo "armhf tests (qemu-arm):"
+grep 'tests passed' "$logs/build-arm"
+exit $fuzz_status
