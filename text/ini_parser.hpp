@@ -28,10 +28,16 @@ namespace anvil {
 
 inline constexpr std::uint32_t kIniHashSeed = 5381;
 
-// djb2 step over the bytes of s, continuing from h.
+// djb2 step (h = h * 33 + c) over the bytes of s, continuing from h.
+// Four bytes at a time, h * 33^4 + (c0 * 33^3 + c1 * 33^2 + c2 * 33 + c3) is
+// the same sum modulo 2^32 with one multiplication on the dependency chain
+// instead of four.
 inline std::uint32_t ini_hash_more(std::uint32_t h, const char *s)
 {
-    for (auto *p = reinterpret_cast<const unsigned char *>(s); *p != 0; ++p)
+    auto *p = reinterpret_cast<const unsigned char *>(s);
+    for (; p[0] && p[1] && p[2] && p[3]; p += 4)
+        h = h * (33u * 33 * 33 * 33) + (p[0] * (33u * 33 * 33) + p[1] * (33u * 33) + p[2] * 33u + p[3]);
+    for (; *p != 0; ++p)
         h = h * 33 + *p;
     return h;
 }
