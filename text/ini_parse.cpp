@@ -1,6 +1,8 @@
 // In-place INI parsing: five states pass one record along, one line kind each.
+#include <bit>
 #include <cctype>
 #include <cerrno>
+#include <cstddef>
 #include <cstdint>
 #include <cstring>
 
@@ -55,11 +57,45 @@ bool is_space(const ini_parse_state *st, const char *p)
     return st->cls[static_cast<unsigned char>(*p)] & kSpace;
 }
 
-// The first '\n', or a NUL at end, at or after p, for the class mask stop.
-// Requires p <= end and *end == NUL.
-char *scan_to(const ini_parse_state *st, char *p, unsigned char stop)
+using Word = std::uintptr_t;
+constexpr Word kOnes = ~Word(0) / 0xFF;  // 0x01 in every byte
+constexpr Word kHighs = kOnes * 0x80;
+
+// Flags the zero bytes of x. A false flag can only appear above a true one,
+// so the lowest flag is always the first zero byte.
+constexpr Word zero_bytes(Word x)
+{
+    return (x - kOnes) & ~x & kHighs;
+}
+
+// Skips whole words that hold none of NUL, A, B and C, as long as a word fits
+// before the end; returns the first such byte or where the words stopped.
+// The byte loop of scan_to then lands on the same byte it would have reached
+// alone. Requires p <= end and *end == NUL.
+template <unsigned char A, unsigned char B, unsigned char C>
+char *skip_words(char *p, const char *end)
+{
+    if constexpr (std::endian::native == std::endian::little) {
+        for (; static_cast<size_t>(end - p) >= sizeof(Word) - 1; p += sizeof(Word)) {
+            Word x;
+            std::memcpy(&x, p, sizeof x);
+            Word m = zero_bytes(x) | zero_bytes(x ^ (kOnes * A)) | zero_bytes(x ^ (kOnes * B)) |
+                     zero_bytes(x ^ (kOnes * C));
+            if (m != 0)
+                return p + std::countr_zero(m) / 8;
+        }
+    }
+    return p;
+}
+
+// The first byte of the class mask stop (whose bytes are NUL, A, B and C) at
+// or after p, not counting NUL bytes inside the file. Requires p <= end and
+// *end == NUL.
+template <unsigned char stop, unsigned char A, unsigned char B, unsigned char C>
+char *scan_to(const ini_parse_state *st, char *p)
 {
     for (;;) {
+        p = skip_words<A, B, C>(p, st->end);
         while (!(st->cls[static_cast<unsigned char>(*p)] & stop))
             ++p;
         if (*p != '\0' || p == st->end)
@@ -114,7 +150,7 @@ int ini_state_comment(ini_parse_state *st)
 // cursor: just past the '['.
 int ini_state_section(ini_parse_state *st)
 {
-    char *close = scan_to(st, st->cursor, kSectionStop);
+    char *close = scan_to<kSectionStop, '\n', ']', ']'>(st, st->cursor);
     if (*close != ']')
         return anvil::fail(ENOEXEC);
     char *first = skip_space(st, st->cursor, close);
@@ -134,7 +170,7 @@ int ini_state_value(ini_parse_state *st);
 // '[' ';' '#'.
 int ini_state_key(ini_parse_state *st)
 {
-    char *eq = scan_to(st, st->cursor, kKeyStop);
+    char *eq = scan_to<kKeyStop, '\n', '=', '='>(st, st->cursor);
     if (*eq != '=' || eq == st->cursor)
         return anvil::fail(ENOEXEC);
     cut_trailing_space(st, st->cursor, eq);
@@ -147,7 +183,7 @@ int ini_state_key(ini_parse_state *st)
 // cursor: just past the '='.
 int ini_state_value(ini_parse_state *st)
 {
-    char *stop = scan_to(st, st->cursor, kValueStop);
+    char *stop = scan_to<kValueStop, '\n', ';', '#'>(st, st->cursor);
     st->next_state = nullptr;
     if (*stop == '\n') {
         st->next_state = ini_state_line;
