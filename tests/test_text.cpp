@@ -33,13 +33,10 @@ std::string walk(std::string text)
 
 TEST(Trim, EndsGoInteriorStays)
 {
-    EXPECT_EQ(trimmed(""), "");
-    EXPECT_EQ(trimmed("   "), "");
-    EXPECT_EQ(trimmed("  a  "), "a");
-    EXPECT_EQ(trimmed("a b"), "a b");
-    EXPECT_EQ(trimmed("\t\r\n abc\r\n\v\f"), "abc");
-    EXPECT_EQ(trimmed("x\t\t"), "x");
-    EXPECT_EQ(trimmed("\t\tx"), "x");
+    const char *cases[][2] = {{"", ""}, {"   ", ""}, {"  a  ", "a"}, {"a b", "a b"},
+                              {"\t\r\n abc\r\n\v\f", "abc"}, {"x\t\t", "x"}, {"\t\tx", "x"}};
+    for (auto &c : cases)
+        EXPECT_EQ(trimmed(c[0]), c[1]) << c[0];
     char buf[] = "  in  side ";
     trim(buf);
     EXPECT_STREQ(buf, "in  side");  // moved to the start of the buffer
@@ -62,12 +59,16 @@ TEST(Trim, WhiteSpaceIsTheLocalesClassForEveryByte)
 
 TEST(ParseNameValue, SplitsPairsInPlace)
 {
-    EXPECT_EQ(walk("a=1&b=2"), "a=1@b=2 b=2@null -|-@null ");  // null cursor: nothing written
-    EXPECT_EQ(walk("a=b=c"), "a=b=c@null -|-@null ");
-    EXPECT_EQ(walk("x&y=1"), "x&y=1@null -|-@null ");
-    EXPECT_EQ(walk("=v"), "=v@null -|-@null ");
-    EXPECT_EQ(walk("n=&m=1&"), "n=@m=1& m=1@ |-@null ");
-    EXPECT_EQ(walk("flag"), "flag|-@null ");
-    EXPECT_EQ(walk(""), "|-@null ");
-    EXPECT_EQ(walk(" a = %20+b "), " a = %20+b @null -|-@null ");
+    const char *cases[][2] = {
+        {"a=1&b=2", "a=1@b=2 b=2@null -|-@null "},  // a null cursor: nothing written
+        {"a=b=c", "a=b=c@null -|-@null "},
+        {"x&y=1", "x&y=1@null -|-@null "},
+        {"=v", "=v@null -|-@null "},
+        {"n=&m=1&", "n=@m=1& m=1@ |-@null "},
+        {"flag", "flag|-@null "},
+        {"", "|-@null "},
+        {" a = %20+b ", " a = %20+b @null -|-@null "},
+    };
+    for (auto &c : cases)
+        EXPECT_EQ(walk(c[0]), c[1]) << c[0];
 }
