@@ -4,8 +4,10 @@
  * word: a pointer, or an integer of pointer width cast through uintptr_t
  * (32 bits on the 32-bit ARM target, 64 bits on a 64-bit host). Values are
  * stored as given and never interpreted. Removing operations take an optional
- * free callback (NULL leaves values alone), called once per removed value
- * after the list is already consistent; `free` itself fits.
+ * free callback (NULL leaves values alone), called once per removed value;
+ * `free` itself fits. The single removals call it once the list is
+ * consistent again; dlist_clear and dlist_destroy call it during their walk,
+ * before the list is reset, so it must not use the list there.
  * No operation checks the list handle for NULL, and none locks.
  */
 #ifndef ANVIL_DLIST_H
@@ -62,7 +64,8 @@ ANVIL_API void dlist_remove_last(dlist *list, dlist_free_fn free_value);
  * not in this list. */
 ANVIL_API int dlist_remove_node(dlist *list, dlist_node *node, dlist_free_fn free_value);
 
-/* Removes every node, calling free_value (when not NULL) from first to last. */
+/* Removes every node, calling free_value (when not NULL) from first to last
+ * as each node is freed; the list is reset to empty only after the walk. */
 ANVIL_API void dlist_clear(dlist *list, dlist_free_fn free_value);
 
 /* The first node, the last node (NULL when empty), the number of nodes. */
