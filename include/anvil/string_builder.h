@@ -29,8 +29,9 @@ ANVIL_API string_builder *string_builder_create(void);
 ANVIL_API void string_builder_destroy(string_builder *builder);
 
 /* Appends the piece formatted as by printf. Returns 0; -1 with ENOMEM when
- * the buffer cannot grow, or with the formatter's errno (EILSEQ) when the
- * piece cannot be formatted. On -1 the text is exactly as before the call. */
+ * the buffer cannot grow, or with the formatter's errno when the piece cannot
+ * be formatted (EILSEQ for an unencodable character, EOVERFLOW for a piece
+ * longer than INT_MAX). On -1 the text is exactly as before the call. */
 ANVIL_API int string_builder_append(string_builder *builder, const char *format, ...)
     ANVIL_PRINTF_LIKE(2, 3);
 
