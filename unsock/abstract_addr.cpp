@@ -17,18 +17,23 @@ socklen_t fillUnAbstractAddr(sockaddr_un *addr, const char *name)
     return static_cast<socklen_t>(offsetof(sockaddr_un, sun_path) + 1 + len);
 }
 
-int bindUnSock(const char *name, int type)
+int unSockAt(const char *name, int type, AddressOp op)
 {
     int fd = ::socket(AF_UNIX, type, 0);
     if (fd == -1)
         return -1;
     sockaddr_un addr;
     socklen_t len = fillUnAbstractAddr(&addr, name);
-    if (::bind(fd, reinterpret_cast<sockaddr *>(&addr), len) == -1) {
+    if (op(fd, reinterpret_cast<sockaddr *>(&addr), len) == -1) {
         close_keep_errno(fd);
         return -1;
     }
     return fd;
+}
+
+int bindUnSock(const char *name, int type)
+{
+    return unSockAt(name, type, ::bind);
 }
 
 }  // namespace anvil

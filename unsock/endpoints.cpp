@@ -42,15 +42,6 @@ int bindUnUdpSock(const char *name)
 
 int connectUnSock(const char *name, int type)
 {
-    int fd = ::socket(AF_UNIX, type, 0);
-    if (fd == -1)
-        return -1;
-    sockaddr_un addr;
-    socklen_t len = anvil::fillUnAbstractAddr(&addr, name);
     // An interrupted connect is reported, not retried.
-    if (::connect(fd, reinterpret_cast<sockaddr *>(&addr), len) == -1) {
-        anvil::close_keep_errno(fd);
-        return -1;
-    }
-    return fd;
+    return anvil::unSockAt(name, type, ::connect);
 }
