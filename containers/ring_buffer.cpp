@@ -158,23 +158,21 @@ int ring_buffer_full(const ring_buffer *rb)
 
 uint32_t ring_buffer_write(ring_buffer *rb, const void *src, uint32_t count)
 {
-    uint32_t n = smaller(count, rb->capacity - used(rb));
-    if (n != 0) {
-        uint32_t at = rb->written;
-        rb->written = at + n;
+    uint32_t at = rb->written;
+    uint32_t n = add_written(rb, count);
+    if (n != 0)
         copy<true>(rb, static_cast<const unsigned char *>(src), n, at);
-    }
     return n;
 }
 
 uint32_t ring_buffer_read(ring_buffer *rb, void *dst, uint32_t count)
 {
-    uint32_t n = smaller(count, used(rb));
-    if (n != 0) {
-        uint32_t at = rb->consumed;
-        add_consumed(rb, n);
+    // The copy reads from where the elements were, even if draining has
+    // just reset the counters.
+    uint32_t at = rb->consumed;
+    uint32_t n = add_consumed(rb, count);
+    if (n != 0)
         copy<false>(rb, static_cast<unsigned char *>(dst), n, at);
-    }
     return n;
 }
 
