@@ -63,9 +63,8 @@ int add_chunk(array_stream *s)
 
 array_stream *array_stream_create(uint32_t element_size, uint32_t chunk_elements)
 {
-    int shift = anvil::ceil_log2(chunk_elements);
-    if (element_size == 0 || chunk_elements == 0 || shift > 31 ||
-        (uint64_t{element_size} << shift) > UINT32_MAX)
+    int shift = anvil::pow2_block_shift(chunk_elements, element_size);
+    if (shift < 0)
         return anvil::fail<array_stream *>(EINVAL, nullptr);
     auto *s = static_cast<array_stream *>(std::malloc(sizeof(array_stream)));
     if (!s)

@@ -110,9 +110,8 @@ uint32_t add_consumed(ring_buffer *rb, uint32_t count)
 
 ring_buffer *ring_buffer_create(uint32_t capacity, uint32_t element_size)
 {
-    int shift = anvil::ceil_log2(capacity);
-    if (capacity < 2 || element_size == 0 || shift > 31 ||
-        (uint64_t{element_size} << shift) > UINT32_MAX)
+    int shift = anvil::pow2_block_shift(capacity, element_size);
+    if (capacity < 2 || shift < 0)
         return anvil::fail<ring_buffer *>(EINVAL, nullptr);
     auto *rb = static_cast<ring_buffer *>(std::malloc(sizeof(ring_buffer)));
     if (!rb)
