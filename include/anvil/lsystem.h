@@ -19,9 +19,9 @@ ANVIL_BEGIN_DECLS
  * without a full reply). The connection is always closed. */
 ANVIL_API int lsystem(const char *command);
 
-/* Sends command and returns the connected socket at once, or -1 with the
- * errors of lsystem. The caller passes the socket to waitlsystema and then
- * closes it. */
+/* Sends command and returns the connected socket at once, or -1 with
+ * ENAMETOOLONG, ECONNREFUSED or EPIPE as for lsystem and no socket left open.
+ * The caller passes the socket to waitlsystema and then closes it. */
 ANVIL_API int lsystema(const char *command);
 
 /* Waits on a socket from lsystema for the daemon's result. Returns it, or -1
