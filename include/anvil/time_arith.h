@@ -16,12 +16,11 @@
 
 #include "anvil/defs.h"
 
-/* The library's struct timespec is the one with a 32-bit time_t; a 32-bit
- * program built with _TIME_BITS=64 has another layout and cannot pass its
- * own. Such programs include the other family headers one by one. */
-#if defined(__USE_TIME_BITS64)
-#error "anvil/time_arith.h needs the 32-bit time_t of the platform (no _TIME_BITS=64)"
-#endif
+/* The library's struct timespec is the one with the platform's native
+ * time_t; a 32-bit program built with _TIME_BITS=64 has another layout and
+ * cannot pass its own, so the two functions are not declared for it. The
+ * rest of the library does not depend on time_t and stays usable. */
+#if !defined(__USE_TIME_BITS64)
 
 /* Declared for strict ISO C, where <time.h> leaves it to POSIX. */
 struct timespec;
@@ -43,5 +42,7 @@ ANVIL_API void timespec_add_safe(const struct timespec *lhs, const struct timesp
                                  struct timespec *result);
 
 ANVIL_END_DECLS
+
+#endif /* !__USE_TIME_BITS64 */
 
 #endif
