@@ -30,59 +30,49 @@ protected:
 
 }  // namespace
 
-TEST_F(Unsock, AbstractAddressLayout)
+TEST_F(Unsock, AbstractAddressLayoutAndTheCutAt106Bytes)
 {
     int fd = listenUnTcpSock("execd");
     ASSERT_GE(fd, 0);
     EXPECT_EQ(bound_address(fd), std::string("\x01\x00\x00" "execd", 8));
     close(fd);
-
     fd = bindUnUdpSock("");
     ASSERT_GE(fd, 0);
     EXPECT_EQ(bound_address(fd), std::string("\x01\x00\x00", 3));
     close(fd);
-}
 
-TEST_F(Unsock, LongNamesAreCutTo106Bytes)
-{
     std::string name(200, 'n');
     for (size_t i = 0; i < name.size(); ++i)
         name[i] = static_cast<char>('a' + i % 26);
     int l = listenUnTcpSock(name.c_str());
     ASSERT_GE(l, 0);
     EXPECT_EQ(bound_address(l), std::string("\x01\x00\x00", 3) + name.substr(0, 106));
-
-    std::string other = name.substr(0, 106) + "something else";
-    int c = connectUnSock(other.c_str(), SOCK_STREAM);
+    int c = connectUnSock((name.substr(0, 106) + "something else").c_str(), SOCK_STREAM);
     ASSERT_GE(c, 0);
     int a = acceptUnTcpSock(l);
     EXPECT_GE(a, 0);
     close(a);
     close(c);
-    // 105 bytes name a different endpoint.
-    EXPECT_EQ(connectUnSock(name.substr(0, 105).c_str(), SOCK_STREAM), -1);
+    EXPECT_EQ(connectUnSock(name.substr(0, 105).c_str(), SOCK_STREAM), -1);  // another name
     EXPECT_EQ(errno, ECONNREFUSED);
     close(l);
 }
 
-TEST_F(Unsock, NameInUseIsFreeOnceClosed)
-{
-    int first = listenUnTcpSock("busy");
-    ASSERT_GE(first, 0);
-    EXPECT_EQ(listenUnTcpSock("busy"), -1);
-    EXPECT_EQ(errno, EADDRINUSE);
-    close(first);
-    int again = listenUnTcpSock("busy");
-    EXPECT_GE(again, 0);
-    close(again);
-}
-
-TEST_F(Unsock, RefusedConnectionLeavesNoDescriptor)
+TEST_F(Unsock, FailuresLeaveNoDescriptor)
 {
     EXPECT_EQ(connectUnSock("nobody", SOCK_STREAM), -1);
     EXPECT_EQ(errno, ECONNREFUSED);
     EXPECT_EQ(connectUnSock("nobody", SOCK_DGRAM), -1);
     EXPECT_EQ(errno, ECONNREFUSED);
+
+    int first = listenUnTcpSock("busy");
+    ASSERT_GE(first, 0);
+    EXPECT_EQ(listenUnTcpSock("busy"), -1);
+    EXPECT_EQ(errno, EADDRINUSE);
+    close(first);
+    int again = listenUnTcpSock("busy");  // free at once: nothing to remove
+    EXPECT_GE(again, 0);
+    close(again);
 }
 
 TEST_F(Unsock, StreamAndDatagramExchange)
