@@ -104,21 +104,17 @@ char *scan_to(const ini_parse_state *st, char *p)
     }
 }
 
-// The first byte in [p, stop) that is not white space, or stop.
-char *skip_space(const ini_parse_state *st, char *p, const char *stop)
+// Trims white space off both ends of [p, stop) by writing a NUL after its
+// last non-space byte, at stop when there is none; returns its first
+// non-space byte, stop when there is none.
+char *cut_span(const ini_parse_state *st, char *p, char *stop)
 {
     while (p < stop && is_space(st, p))
         ++p;
-    return p;
-}
-
-// Ends the text that starts at the non-space byte first and runs up to stop
-// by writing NUL after its last non-space byte. Requires first < stop.
-void cut_trailing_space(const ini_parse_state *st, const char *first, char *stop)
-{
-    while (stop - 1 > first && is_space(st, stop - 1))
+    while (stop > p && is_space(st, stop - 1))
         --stop;
     *stop = '\0';
+    return p;
 }
 
 // The position just after the first newline at or after p, or end.
@@ -147,19 +143,31 @@ int ini_state_comment(ini_parse_state *st)
     return 0;
 }
 
+// The name from cursor up to the first stop byte, trimmed, with cursor moved
+// past that byte; null with ENOEXEC when the byte is not close (a newline or
+// the end came first) or the name is empty.
+template <unsigned char stop, unsigned char close>
+char *ini_take_name(ini_parse_state *st)
+{
+    char *p = scan_to<stop, '\n', close, close>(st, st->cursor);
+    if (*p != close)
+        return anvil::fail(ENOEXEC, static_cast<char *>(nullptr));
+    char *name = cut_span(st, st->cursor, p);
+    if (name == p)
+        return anvil::fail(ENOEXEC, static_cast<char *>(nullptr));
+    st->cursor = p + 1;
+    return name;
+}
+
 // cursor: just past the '['.
 int ini_state_section(ini_parse_state *st)
 {
-    char *close = scan_to<kSectionStop, '\n', ']', ']'>(st, st->cursor);
-    if (*close != ']')
-        return anvil::fail(ENOEXEC);
-    char *first = skip_space(st, st->cursor, close);
-    if (first == close)
-        return anvil::fail(ENOEXEC);
-    cut_trailing_space(st, first, close);
-    st->section = first;
-    st->section_hash = anvil::ini_hash_more(anvil::kIniHashSeed, first);
-    st->cursor = ini_skip_line(close + 1, st->end);
+    char *name = ini_take_name<kSectionStop, ']'>(st);
+    if (name == nullptr)
+        return -1;
+    st->section = name;
+    st->section_hash = anvil::ini_hash_more(anvil::kIniHashSeed, name);
+    st->cursor = ini_skip_line(st->cursor, st->end);
     st->next_state = ini_state_line;
     return 0;
 }
@@ -170,12 +178,9 @@ int ini_state_value(ini_parse_state *st);
 // '[' ';' '#'.
 int ini_state_key(ini_parse_state *st)
 {
-    char *eq = scan_to<kKeyStop, '\n', '=', '='>(st, st->cursor);
-    if (*eq != '=' || eq == st->cursor)
-        return anvil::fail(ENOEXEC);
-    cut_trailing_space(st, st->cursor, eq);
-    st->key = st->cursor;
-    st->cursor = eq + 1;
+    st->key = ini_take_name<kKeyStop, '='>(st);
+    if (st->key == nullptr)
+        return -1;
     st->next_state = ini_state_value;
     return 0;
 }
@@ -190,11 +195,9 @@ int ini_state_value(ini_parse_state *st)
     } else if (*stop != '\0') {
         st->next_state = ini_state_comment;
     }
-    char *first = skip_space(st, st->cursor, stop);
-    st->cursor = stop == st->end ? stop : stop + 1;
     *stop = '\0';
-    if (first != stop)
-        cut_trailing_space(st, first, stop);
+    char *first = cut_span(st, st->cursor, stop);
+    st->cursor = stop == st->end ? stop : stop + 1;
 
     std::uint32_t count = 1;
     auto *entry = static_cast<ini_entry *>(array_stream_write(st->parser->entries, &count));
