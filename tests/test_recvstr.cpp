@@ -5,6 +5,7 @@
 #include <csignal>
 #include <cstdlib>
 #include <fcntl.h>
+#include <malloc.h>
 #include <pthread.h>
 #include <string>
 #include <sys/ioctl.h>
@@ -19,8 +20,7 @@ namespace {
 struct SocketPair {
     int fd[2];
     SocketPair() { EXPECT_EQ(socketpair(AF_UNIX, SOCK_STREAM, 0, fd), 0); }
-    ~SocketPair() { close(fd[0]); close_peer(); }
-    void close_peer() { if (fd[1] >= 0) close(fd[1]); fd[1] = -1; }
+    ~SocketPair() { close(fd[0]); close(fd[1]); }
     void send(const std::string &s) { ASSERT_EQ(::send(fd[1], s.data(), s.size(), 0), ssize_t(s.size())); }
 };
 
@@ -33,93 +33,72 @@ std::string text(size_t n)
     return s;
 }
 
-// recvstr's result, holding at least as many bytes as were sent, as a string.
-std::string take(char *r, size_t sent)
-{
-    std::string got = r ? std::string(r, sent) : "(null)";
-    free(r);
-    return got;
-}
-
 }  // namespace
 
 TEST(Recvstr, SizesAcrossBlockBoundaries)
 {
-    // Allocations: the first block; beyond it the stream, its table, one
-    // chunk per further 4096 bytes and the gathered result.
-    const struct { size_t n; int allocations; } cases[] = {
-        {5, 1}, {4095, 1}, {4096, 1}, {4097, 5}, {8192, 5}, {10001, 6}};
-    for (auto &c : cases) {
-        SocketPair s;
-        std::string sent = text(c.n);
-        s.send(sent);  // queued whole: each recv fills what room is left
-        anvil_test::fail_alloc_after(1000);
-        char *r = recvstr(s.fd[0]);
-        EXPECT_EQ(anvil_test::alloc_calls(), c.allocations) << c.n;
-        anvil_test::disarm_alloc_failure();
-        EXPECT_EQ(take(r, c.n), sent) << c.n;
-    }
-    // Only the last byte of a delivery can end the string.
-    SocketPair s;
-    s.send(std::string("ab\0cd\0", 6));
-    EXPECT_EQ(take(recvstr(s.fd[0]), 6), std::string("ab\0cd\0", 6));
-}
-
-TEST(Recvstr, OneBytePerDeliveryGivesTheSameString)
-{
-    SocketPair s;
-    std::string sent = text(5000);
-    std::thread peer([&] {
-        for (char c : sent) {
-            s.send(std::string(1, c));
-            int queued = 1;
-            while (queued > 0 && ioctl(s.fd[0], FIONREAD, &queued) == 0)
-                sched_yield();  // until the byte has been taken
-        }
-    });
-    char *r = recvstr(s.fd[0]);
-    peer.join();
-    EXPECT_EQ(take(r, sent.size()), sent);
-}
-
-TEST(Recvstr, SignalDuringTheWaitDoesNotEndTheCall)
-{
     struct sigaction sa {}, old;
     sa.sa_handler = [](int) {};  // no SA_RESTART: the blocked recv sees EINTR
     sigaction(SIGUSR1, &sa, &old);
-    SocketPair s;
-    pthread_t self = pthread_self();
-    std::thread peer([&] {
-        usleep(20000);
-        pthread_kill(self, SIGUSR1);
-        usleep(20000);
-        s.send(text(10));
-    });
-    char *r = recvstr(s.fd[0]);
-    peer.join();
+    // Allocations: the first block; beyond it the stream, its table, one
+    // chunk per further 4096 bytes and the gathered result. Each case is
+    // sent whole, so that every recv fills what room is left, with each
+    // allocation failing in turn and then none; then one byte per recv,
+    // after a signal has interrupted the wait.
+    const struct { size_t n, blocks; int allocations; } cases[] = {
+        {5, 1, 1}, {4095, 1, 1}, {4096, 1, 1}, {4097, 2, 5}, {8192, 2, 5}, {10001, 3, 6}};
+    for (bool bytewise : {false, true})
+        for (auto &c : cases)
+            for (int ok = bytewise ? c.allocations : 0; ok <= c.allocations; ++ok) {
+                SCOPED_TRACE(testing::Message() << c.n << (bytewise ? " bytewise" : ", ok ") << ok);
+                SocketPair s;
+                std::string sent = text(c.n);
+                std::thread peer;
+                if (bytewise)
+                    peer = std::thread([&, self = pthread_self()] {
+                        usleep(20000);
+                        pthread_kill(self, SIGUSR1);
+                        for (char ch : sent) {
+                            ASSERT_EQ(::send(s.fd[1], &ch, 1, 0), 1);
+                            int queued = 1;
+                            while (queued > 0 && ioctl(s.fd[0], FIONREAD, &queued) == 0)
+                                sched_yield();  // until the byte has been taken
+                        }
+                    });
+                else
+                    s.send(sent);
+                if (!bytewise)
+                    anvil_test::fail_alloc_after(ok == c.allocations ? 1000 : ok);
+                char *r = recvstr(s.fd[0]);
+                int calls = anvil_test::alloc_calls();
+                anvil_test::disarm_alloc_failure();
+                if (peer.joinable())
+                    peer.join();
+                if (ok < c.allocations) {
+                    EXPECT_TRUE(r == nullptr && errno == ENOMEM);
+                    continue;
+                }
+                EXPECT_TRUE(bytewise || calls == c.allocations) << calls;
+                ASSERT_NE(r, nullptr);
+                EXPECT_EQ(malloc_usable_size(r) / 4096, c.blocks);
+                EXPECT_EQ(std::string(r, c.n), sent);
+                free(r);
+            }
     sigaction(SIGUSR1, &old, nullptr);
-    EXPECT_EQ(take(r, 10), text(10));
 }
 
-TEST(Recvstr, FailuresReleaseEverything)
+TEST(Recvstr, EndsOnlyAtALastNulAndFailsWithoutOne)
 {
-    for (size_t n : {3, 5000}) {  // the peer closes before a terminator
-        SocketPair s;
-        s.send(text(n + 1).substr(0, n));
-        s.close_peer();
-        EXPECT_EQ(recvstr(s.fd[0]), nullptr);
-        EXPECT_EQ(errno, ECONNRESET) << n;
-    }
     SocketPair s;
-    ASSERT_EQ(fcntl(s.fd[0], F_SETFL, O_NONBLOCK), 0);
-    EXPECT_EQ(recvstr(s.fd[0]), nullptr);
-    EXPECT_EQ(errno, EAGAIN);
-    for (int ok = 0; ok < 6; ++ok) {  // each allocation of a 10001-byte string in turn
-        SocketPair p;
-        p.send(text(10001));
-        anvil_test::fail_alloc_after(ok);
-        EXPECT_EQ(recvstr(p.fd[0]), nullptr);
-        EXPECT_EQ(errno, ENOMEM) << ok;
-        anvil_test::disarm_alloc_failure();
-    }
+    s.send(std::string("ab\0cd\0", 6));  // only the last byte of a delivery ends the string
+    char *r = recvstr(s.fd[0]);
+    EXPECT_EQ(std::string(r ? r : "(null)", 6), std::string("ab\0cd\0", 6));
+    free(r);
+    s.send(text(5000) + "y");  // a NUL inside, none last; then the peer closes
+
+    shutdown(s.fd[1], SHUT_WR);
+    EXPECT_TRUE(recvstr(s.fd[0]) == nullptr && errno == ECONNRESET);
+    SocketPair idle;
+    ASSERT_EQ(fcntl(idle.fd[0], F_SETFL, O_NONBLOCK), 0);
+    EXPECT_TRUE(recvstr(idle.fd[0]) == nullptr && errno == EAGAIN);
 }
