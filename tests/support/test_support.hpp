@@ -21,4 +21,13 @@ int alloc_calls();
 // Returns false where that is not permitted.
 bool enter_private_netns();
 
+// Moves this process into a private mount namespace with every mount private,
+// so that what the tests mount (a small tmpfs on /var/run, say) is seen by
+// nobody outside it. Returns false where that is not permitted.
+bool enter_private_mountns();
+
+// Mounts a new tmpfs of at most `bytes` on the existing directory `dir`.
+// Returns false, errno set, on failure.
+bool mount_tmpfs(const char *dir, size_t bytes);
+
 }  // namespace anvil_test
