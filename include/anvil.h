@@ -20,5 +20,8 @@
 #include "anvil/bitmap.h"
 #include "anvil/text.h"
 #include "anvil/ini.h"
+#include "anvil/file.h"
+#include "anvil/path.h"
+#include "anvil/dir.h"
 
 #endif
