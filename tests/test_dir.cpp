@@ -1,0 +1,126 @@
+#include <anvil/dir.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <filesystem>
+#include <string>
+#include <vector>
+
+#include "support/scratch_dir.hpp"
+
+namespace fs = std::filesystem;
+
+namespace {
+
+class Dir : public anvil_test::ScratchTest {};
+
+struct Listing {
+    int calls = 0;
+    std::vector<std::string> names;
+};
+
+void record(void *arg, char **names, uint32_t count)
+{
+    auto *l = static_cast<Listing *>(arg);
+    ++l->calls;
+    l->names.assign(names, names + count);
+}
+
+TEST_F(Dir, FiltersAndSortsEveryKindOfEntry)
+{
+    for (const char *name : {"b", "a", "B", "ab", ".hidden", "ba"})
+        anvil_test::write_file(path(name), "");
+    fs::create_directory(path("sub"));
+    fs::create_symlink("nowhere", path("link"));
+    struct Case {
+        const char *pattern;
+        int sort;
+        std::vector<std::string> names;  // empty: the consumer is not called
+    } cases[] = {
+        {nullptr, 1, {".hidden", "B", "a", "ab", "b", "ba", "link", "sub"}},
+        {"", 1, {".hidden", "B", "a", "ab", "b", "ba", "link", "sub"}},
+        {"^a", 1, {"a", "ab"}},
+        {"a$", 1, {"a", "ba"}},
+        {"b", 0, {"ab", "b", "ba", "sub"}},  // unanchored; compared unsorted
+        {"^zz", 1, {}},
+    };
+    for (const Case &c : cases) {
+        Listing l;
+        ASSERT_EQ(ls(path("").c_str(), c.pattern, c.sort, record, &l), 0);
+        EXPECT_EQ(l.calls, c.names.empty() ? 0 : 1);
+        if (!c.sort)
+            std::sort(l.names.begin(), l.names.end());
+        EXPECT_EQ(l.names, c.names) << (c.pattern ? c.pattern : "NULL");
+    }
+}
+
+TEST_F(Dir, HandsOverManyNamesInOneCall)
+{
+    std::vector<std::string> want;
+    for (int i = 0; i < 129; ++i) {
+        want.push_back("n" + std::to_string(1000 + i * 7 % 129));
+        anvil_test::write_file(path(want.back()), "");
+    }
+    std::sort(want.begin(), want.end());
+    Listing l;
+    anvil_test::fail_alloc_after(1000);
+    ASSERT_EQ(ls(path("").c_str(), nullptr, 1, record, &l), 0);
+    int calls = anvil_test::alloc_calls();
+    anvil_test::disarm_alloc_failure();
+    EXPECT_EQ(l.calls, 1);
+    EXPECT_EQ(l.names, want);
+    // One per name, two array growths (128 and 256), and the stream's own.
+    EXPECT_LE(calls, 129 + 2 + 2);
+}
+
+TEST_F(Dir, RefusesWithoutCallingTheConsumer)
+{
+    anvil_test::write_file(path("file"), "");
+    struct Case {
+        std::string dir;
+        const char *pattern;
+        bool consumer;
+        int error;
+    } cases[] = {
+        {path(""), "(", true, EINVAL},
+        {path(""), nullptr, false, EINVAL},
+        {path("missing"), nullptr, true, ENOENT},
+        {path("file"), nullptr, true, ENOTDIR},
+    };
+    for (const Case &c : cases) {
+        Listing l;
+        errno = 0;
+        EXPECT_EQ(ls(c.dir.c_str(), c.pattern, 1, c.consumer ? record : nullptr, &l), -1);
+        EXPECT_EQ(errno, c.error) << c.dir;
+        EXPECT_EQ(l.calls, 0);
+    }
+    Listing empty;
+    fs::create_directory(path("empty"));
+    EXPECT_EQ(ls(path("empty").c_str(), nullptr, 1, record, &empty), 0);
+    EXPECT_EQ(empty.calls, 0);
+}
+
+// Without a pattern: glibc's regcomp itself leaks on some failed allocations.
+TEST_F(Dir, ReleasesEverythingWhenAnAllocationFails)
+{
+    for (int i = 0; i < 130; ++i)
+        anvil_test::write_file(path("a" + std::to_string(i)), "");
+    for (int n = 0;; ++n) {
+        ASSERT_LT(n, 1000);
+        Listing l;
+        anvil_test::fail_alloc_after(n);
+        errno = 0;
+        int r = ls(path("").c_str(), nullptr, 1, record, &l);
+        int err = errno;
+        anvil_test::disarm_alloc_failure();
+        if (r == 0) {
+            EXPECT_EQ(l.names.size(), 130u);
+            break;
+        }
+        EXPECT_EQ(err, ENOMEM) << "allocation " << n;
+        EXPECT_EQ(l.calls, 0);
+    }
+}
+
+}  // namespace
