@@ -4,11 +4,13 @@
 
 #include <gtest/gtest.h>
 
+#include <cerrno>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <string>
 #include <sys/mount.h>
+#include <sys/stat.h>
 #include <unistd.h>
 #include <vector>
 
@@ -25,6 +27,19 @@ inline std::string read_file(const std::string &path)
 {
     std::ifstream in(path, std::ios::binary);
     return std::string(std::istreambuf_iterator<char>(in), {});
+}
+
+// The errno of a call that returned -1, or 0 when it did not fail.
+inline int failure(int result)
+{
+    return result == -1 ? errno : 0;
+}
+
+// Permission and set-id bits of path itself (a link is not followed).
+inline unsigned mode_of(const std::string &path)
+{
+    struct stat st {};
+    return lstat(path.c_str(), &st) == 0 ? st.st_mode & 07777 : ~0u;
 }
 
 class ScratchTest : public ::testing::Test {
