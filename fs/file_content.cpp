@@ -17,7 +17,8 @@ namespace {
 
 constexpr size_t kFirstSize = 4096;
 constexpr size_t kGrowStep = 16384;
-// Lines up to this long are assembled on the stack instead of the heap.
+// Short lines are assembled on the stack: no allocation that could fail
+// after the truncation.
 constexpr size_t kStackLine = 256;
 
 template <class T>
