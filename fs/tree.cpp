@@ -94,8 +94,13 @@ int remove_tree(char *path, size_t length)
     if (!S_ISDIR(st.st_mode))
         return done_unless_failed(::unlink(path));
     DIR *dir = open_directory(path);
-    if (!dir)
+    if (!dir) {
+        // Something else took the directory's place since the lstat: remove
+        // that instead, as the lstat would have had it.
+        if (errno == ENOTDIR || errno == ELOOP)
+            return done_unless_failed(::unlink(path));
         return done_unless_failed(-1);
+    }
     int err = remove_entries(dir, path, length);
     if (::closedir(dir) != 0 && err == 0)
         err = errno;

@@ -35,8 +35,8 @@ ANVIL_API int mkdirp(const char *path);
  * at which the walk stops and leaves the rest in place.
  * Symbolic links anywhere in the tree are removed, never followed: each
  * directory is opened with O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC,
- * so a link swapped in for a directory after its lstat fails the call with
- * ELOOP (ENOTDIR for any other non-directory) instead of being entered.
+ * so a link or other non-directory swapped in for a directory after its
+ * lstat is never entered: it is unlinked like any non-directory.
  * Child paths are built in one buffer per level (path length + 256 bytes,
  * grown with 256 bytes of slack when a name does not fit), and each level
  * holds one open directory while it recurses. */
