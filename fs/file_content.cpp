@@ -17,8 +17,7 @@ namespace {
 
 constexpr size_t kFirstSize = 4096;
 constexpr size_t kGrowStep = 16384;
-// Short lines are assembled on the stack: no allocation that could fail
-// after the truncation.
+// Lines up to this long are assembled on the stack instead of the heap.
 constexpr size_t kStackLine = 256;
 
 template <class T>

@@ -37,9 +37,8 @@ typedef struct catstring_dest {
  * lock and the truncation only. */
 ANVIL_API int echo(const char *path, const char *text, int append);
 
-/* Reads the whole of path (O_RDONLY, no lock) into one heap buffer of 4096
- * bytes grown in 16 KiB steps (4096, 20480, 36864... bytes, one realloc per
- * step), filling all of its free room with each readn, then calls
+/* Reads the whole of path (O_RDONLY, no lock) into one heap buffer, reading
+ * 4096 bytes at a time and growing 4096, 20480, 36864... bytes, then calls
  * consumer(arg, data, length) once (see cat_callback), even for an empty
  * file. Returns 0 (what the consumer does is not examined), or -1 with errno:
  * EINVAL for a NULL consumer (nothing is opened), open's or read's errno,
