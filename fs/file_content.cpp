@@ -6,7 +6,6 @@
 #include <cstring>
 #include <fcntl.h>
 #include <sys/file.h>
-#include <sys/stat.h>
 #include <sys/time.h>
 #include <unistd.h>
 
@@ -15,7 +14,7 @@
 
 namespace {
 
-constexpr size_t kFirstSize = 4096;
+constexpr size_t kReadStep = 4096;
 constexpr size_t kGrowStep = 16384;
 // Lines up to this long are assembled on the stack instead of the heap.
 constexpr size_t kStackLine = 256;
@@ -49,57 +48,37 @@ int write_line(int fd, const char *text)
     return r;
 }
 
-// Grows buf by one 16 KiB step; false (buf untouched) when that fails.
-bool grow(char **buf, size_t *capacity)
-{
-    char *grown = static_cast<char *>(std::realloc(*buf, *capacity + kGrowStep));
-    if (!grown)
-        return false;
-    *buf = grown;
-    *capacity += kGrowStep;
-    return true;
-}
-
 // Reads fd to its end; on success *length counts the content and its NUL.
-//
-// The buffer grows 4096, 20480, 36864... bytes, one realloc per step, as with
-// 4096-byte reads that grow it each time it is full; but each read asks for
-// all the free room, and for a regular file the steps that its size calls
-// for are taken before reading. The buffer, its allocations and the result
-// are the same; the file is read in one or two calls instead of one per
-// 4096 bytes. (readn stops short only at the end of the file, so asking for
-// more changes nothing else.)
 char *read_all(int fd, uint32_t *length)
 {
-    struct stat st;
-    size_t expected = 0;
-    if (::fstat(fd, &st) == 0 && S_ISREG(st.st_mode) && st.st_size < (off_t(1) << 30))
-        expected = static_cast<size_t>(st.st_size);
-    size_t capacity = kFirstSize, total = 0;
+    size_t capacity = kReadStep, total = 0;
     char *buf = static_cast<char *>(std::malloc(capacity));
     if (!buf)
         return nullptr;
-    for (bool ok = true; ok;) {
-        while (ok && capacity <= expected)
-            ok = grow(&buf, &capacity);
-        if (!ok)
-            break;
-        size_t room = capacity - total;
-        ssize_t r = readn(fd, buf + total, room);
-        if (r < 0)
-            break;
-        total += static_cast<size_t>(r);
-        if (static_cast<size_t>(r) < room) {
-            // A short read always leaves at least one spare byte for the NUL.
-            if (total == 0 || buf[total - 1] != '\0')
-                buf[total++] = '\0';
-            *length = static_cast<uint32_t>(total);
-            return buf;
+    for (;;) {
+        ssize_t r = readn(fd, buf + total, kReadStep);
+        if (r < 0) {
+            anvil::free_keep_errno(buf);
+            return nullptr;
         }
-        ok = grow(&buf, &capacity);
+        total += static_cast<size_t>(r);
+        if (static_cast<size_t>(r) < kReadStep)
+            break;
+        if (total == capacity) {
+            char *grown = static_cast<char *>(std::realloc(buf, capacity + kGrowStep));
+            if (!grown) {
+                anvil::free_keep_errno(buf);
+                return nullptr;
+            }
+            buf = grown;
+            capacity += kGrowStep;
+        }
     }
-    anvil::free_keep_errno(buf);
-    return nullptr;
+    // A final short read always leaves at least one spare byte for the NUL.
+    if (total == 0 || buf[total - 1] != '\0')
+        buf[total++] = '\0';
+    *length = static_cast<uint32_t>(total);
+    return buf;
 }
 
 uint32_t catstring_copy(catstring_dest *dest, const char *data, uint32_t length)
