@@ -36,19 +36,6 @@ DIR *open_directory(const char *path)
 
 int remove_tree(char *path, size_t length);
 
-// An entry that the directory itself says is no directory is unlinked at
-// once, relative to the open directory: the lstat of remove_tree would find
-// the same type, and the name is looked up from here rather than from the
-// start of the path. Returns false when remove_tree must decide (type
-// unknown, a directory, or one swapped in meanwhile, or a failure, which
-// remove_tree then reports).
-bool unlinked_by_type(DIR *dir, const dirent *e)
-{
-    if (e->d_type == DT_UNKNOWN || e->d_type == DT_DIR)
-        return false;
-    return ::unlinkat(::dirfd(dir), e->d_name, 0) == 0 || errno == ENOENT;
-}
-
 // Removes every entry of dir, whose path is path[0, length). Returns 0 or an
 // errno value.
 int remove_entries(DIR *dir, const char *path, size_t length)
@@ -75,8 +62,6 @@ int remove_entries(DIR *dir, const char *path, size_t length)
             room = capacity - prefix - 1;
         }
         std::memcpy(child + prefix, e->d_name, len + 1);
-        if (unlinked_by_type(dir, e))
-            continue;
         if (remove_tree(child, prefix + len) != 0) {
             err = errno;
             break;
