@@ -7,6 +7,14 @@
  * saturate at 0x7fffffff and store the 32-bit results sign-extended. Results
  * therefore match the target's for every value that fits its types.
  * Neither function fails, allocates or sets errno.
+ *
+ * A 32-bit program built with _TIME_BITS=64 has a struct timespec with 64-bit
+ * seconds. For it the same two names are redirected, as the C library does
+ * with its own time functions, to the twins set_normalized_timespec_time64
+ * and timespec_add_safe_time64, which follow the same rules in 64-bit
+ * seconds: sec is an int64_t, the seconds wrap modulo 2^64 and saturate at
+ * the largest time_t, 0x7fffffffffffffff. The nanoseconds are still taken
+ * as 32-bit values. Every target exports the twins.
  */
 #ifndef ANVIL_TIME_ARITH_H
 #define ANVIL_TIME_ARITH_H
@@ -16,16 +24,12 @@
 
 #include "anvil/defs.h"
 
-/* The library's struct timespec is the one with the platform's native
- * time_t; a 32-bit program built with _TIME_BITS=64 has another layout and
- * cannot pass its own, so the two functions are not declared for it. The
- * rest of the library does not depend on time_t and stays usable. */
-#if !defined(__USE_TIME_BITS64)
-
 /* Declared for strict ISO C, where <time.h> leaves it to POSIX. */
 struct timespec;
 
 ANVIL_BEGIN_DECLS
+
+#if !defined(__USE_TIME_BITS64)
 
 /* Stores sec and nsec into ts with nsec brought into 0 to 999999999, the
  * surplus moved into the seconds. nsec may be any value, negative too. The
@@ -41,8 +45,15 @@ ANVIL_API void set_normalized_timespec(struct timespec *ts, int32_t sec, int32_t
 ANVIL_API void timespec_add_safe(const struct timespec *lhs, const struct timespec *rhs,
                                  struct timespec *result);
 
-ANVIL_END_DECLS
+#else
 
-#endif /* !__USE_TIME_BITS64 */
+ANVIL_API void set_normalized_timespec(struct timespec *ts, int64_t sec, int32_t nsec)
+    __asm__("set_normalized_timespec_time64");
+ANVIL_API void timespec_add_safe(const struct timespec *lhs, const struct timespec *rhs,
+                                 struct timespec *result) __asm__("timespec_add_safe_time64");
+
+#endif /* __USE_TIME_BITS64 */
+
+ANVIL_END_DECLS
 
 #endif
