@@ -1,6 +1,7 @@
 #!/bin/sh
 # Checks the built shared object: its soname, that it needs only the C library
-# and the loader, that it exports exactly the names of the version script, and
+# and the loader, that it exports exactly the names of the version script (the
+# functions of the headers and the two timespec twins for 64-bit time), and
 # that nothing in it reaches for the C++ runtime.
 # usage: check_shared_object.sh LIB MAP [READELF] [NM]
 set -eu
