@@ -1,7 +1,9 @@
 #!/bin/sh
 # Builds if needed and runs every test: the host build under AddressSanitizer
 # and UndefinedBehaviorSanitizer, the mutex test under ThreadSanitizer, the
-# armhf build under qemu, then each fuzz target for a minute over its seeds.
+# armhf build under qemu (with the install, package and ABI checks), the same
+# install and package checks on a plain host build, then each fuzz target for
+# a minute over its seeds.
 set -eu
 cd "$(dirname "$0")"
 . tools/deps.sh
@@ -9,7 +11,8 @@ anvil_install_deps
 jobs=$(nproc)
 anvil_build build-asan -DANVIL_SANITIZE=ON -DANVIL_BENCH=OFF
 anvil_build build-tsan -DANVIL_TSAN=ON -DANVIL_BENCH=OFF -DANVIL_EXAMPLES=OFF
-anvil_build build-arm -DCMAKE_TOOLCHAIN_FILE=cmake/arm-linux-gnueabihf.cmake
+# The /usr prefix: the Debian packages take their multiarch directory from it.
+anvil_build build-arm -DCMAKE_TOOLCHAIN_FILE=cmake/arm-linux-gnueabihf.cmake -DCMAKE_INSTALL_PREFIX=/usr
 CC=clang CXX=clang++ anvil_build build-fuzz -DANVIL_FUZZ=ON
 logs=$(mktemp -d)
 trap 'rm -rf "$logs"' EXIT
@@ -24,6 +27,16 @@ echo "== host mutex test (TSan)"
 run_ctest build-tsan
 echo "== armhf tests (qemu-arm)"
 run_ctest build-arm
+# The plain host tree serves only the packaging checks, which need nothing
+# built but the library.
+echo "== host install, packages and shared object"
+started=$(date +%s)
+[ -f build/CMakeCache.txt ] || cmake -S . -B build -G Ninja > /dev/null
+cmake -S . -B build -DCMAKE_INSTALL_PREFIX=/usr > /dev/null
+cmake --build build --target anvil
+ctest --test-dir build --output-on-failure -L package | tee "$logs/build"
+grep -q '^100% tests passed' "$logs/build"
+echo "host packaging: $(($(date +%s) - started)) s" | tee "$logs/build.time"
 
 # New inputs go to a scratch directory: the seed corpus in the tree stays as it is.
 fuzz() {
@@ -54,4 +67,7 @@ echo "host mutex test (TSan):"
 grep 'tests passed' "$logs/build-tsan"
 echo "armhf tests (qemu-arm):"
 grep 'tests passed' "$logs/build-arm"
+echo "host install, packages and shared object:"
+grep 'tests passed' "$logs/build"
+cat "$logs/build.time"
 exit $fuzz_status

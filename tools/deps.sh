@@ -2,7 +2,8 @@
 # Sourced by build.sh and test.sh.
 ANVIL_PACKAGES="cmake ninja-build g++ clang libclang-rt-14-dev
   g++-arm-linux-gnueabihf qemu-user googletest libgtest-dev libbenchmark-dev
-  libck-dev libinih-dev libiniparser-dev libglib2.0-dev libxxhash-dev strace"
+  libck-dev libinih-dev libiniparser-dev libglib2.0-dev libxxhash-dev strace
+  pkgconf dpkg-dev file abigail-tools"
 
 anvil_install_deps() {
   missing=""
@@ -18,10 +19,15 @@ anvil_install_deps() {
   DEBIAN_FRONTEND=noninteractive $SUDO apt-get install -y $missing
 }
 
-# Configures (once) and builds one tree: anvil_build DIR [cmake options...]
+# Configures and builds one tree: anvil_build DIR [cmake options...]
+# Options given also apply to a tree configured before.
 anvil_build() {
   dir=$1
   shift
-  [ -f "$dir/CMakeCache.txt" ] || cmake -S . -B "$dir" -G Ninja "$@"
+  if [ ! -f "$dir/CMakeCache.txt" ]; then
+    cmake -S . -B "$dir" -G Ninja "$@"
+  elif [ $# -gt 0 ]; then
+    cmake -S . -B "$dir" "$@" > /dev/null
+  fi
   cmake --build "$dir"
 }
