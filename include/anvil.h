@@ -23,5 +23,8 @@
 #include "anvil/file.h"
 #include "anvil/path.h"
 #include "anvil/dir.h"
+#include "anvil/process.h"
+#include "anvil/pidfile.h"
+#include "anvil/file_log.h"
 
 #endif
