@@ -1,0 +1,123 @@
+// The process table: /proc/<pid>/stat names, a scan and killall.
+#include "anvil/process.h"
+
+#include <cerrno>
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <dirent.h>
+#include <fcntl.h>
+#include <unistd.h>
+
+#include "base/errno_guard.hpp"
+
+namespace {
+
+struct killall_context {
+    const char *name;
+    int signal;
+    int error;  // first kill errno other than ESRCH; 0 while none
+};
+
+bool is_all_digits(const char *text)
+{
+    for (; *text; ++text)
+        if (*text < '0' || *text > '9')
+            return false;
+    return true;
+}
+
+// The name is what lies between the '(' and the first ')': a name that holds
+// ')' itself is cut there.
+const char *parse_stat_name(char *text)
+{
+    char *close = std::strchr(text, ')');
+    if (!close)
+        return nullptr;
+    *close = '\0';
+    char *open = std::strchr(text, '(');
+    return open ? open + 1 : nullptr;
+}
+
+// Reads the name from the stat file at path, relative to dir.
+int read_stat_name(int dir, const char *path, char *out, size_t size)
+{
+    int fd = openat(dir, path, O_RDONLY | O_CLOEXEC);
+    if (fd < 0)
+        return -1;
+    // One read: the pid and the name always come within the first 511 bytes.
+    char text[512];
+    ssize_t got = read(fd, text, sizeof text - 1);
+    if (got < 0) {
+        anvil::close_keep_errno(fd);
+        return -1;
+    }
+    (void)close(fd);
+    text[got] = '\0';
+    const char *name = parse_stat_name(text);
+    if (!name)
+        return anvil::fail(EFAULT);
+    (void)std::snprintf(out, size, "%s", name);
+    return 0;
+}
+
+void kill_matching(void *arg, int pid, const char *name)
+{
+    auto *context = static_cast<killall_context *>(arg);
+    if (std::strcmp(name, context->name) != 0)
+        return;
+    if (kill(pid, context->signal) != 0 && errno != ESRCH && context->error == 0)
+        context->error = errno;
+}
+
+}  // namespace
+
+int getProcessNameByPid(int pid, char *out, size_t size)
+{
+    char path[64];
+    (void)std::snprintf(path, sizeof path, "/proc/%d/stat", pid);
+    return read_stat_name(AT_FDCWD, path, out, size);
+}
+
+int foreachProcess(foreach_process_callback visitor, void *arg)
+{
+    if (!visitor)
+        return anvil::fail(EINVAL);
+    DIR *dir = opendir("/proc");
+    if (!dir)
+        return -1;
+    // readdir is readdir_r without the caller's entry buffer: glibc's
+    // directory stream is private to this call. Opening "<pid>/stat" relative
+    // to the open /proc saves resolving "/proc" again for every process.
+    int proc = dirfd(dir);
+    int error = 0;
+    char name[128];
+    char path[32];
+    for (;;) {
+        errno = 0;
+        const dirent *entry = readdir(dir);
+        if (!entry) {
+            error = errno;
+            break;
+        }
+        if (entry->d_type != DT_DIR || !is_all_digits(entry->d_name))
+            continue;
+        // d_name is at most 10 digits here: the pid numbers /proc hands out.
+        if (std::snprintf(path, sizeof path, "%s/stat", entry->d_name) >= static_cast<int>(sizeof path))
+            continue;
+        // A process that ended since the listing is skipped silently.
+        if (read_stat_name(proc, path, name, sizeof name) == 0)
+            visitor(arg, atoi(entry->d_name), name);
+    }
+    (void)closedir(dir);
+    return error ? anvil::fail(error) : 0;
+}
+
+int killall(const char *name, int signal)
+{
+    killall_context context{name, signal, 0};
+    if (foreachProcess(kill_matching, &context) != 0)
+        return -1;
+    return context.error ? anvil::fail(context.error) : 0;
+}
