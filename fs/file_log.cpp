@@ -126,11 +126,14 @@ file_log *file_log_create(const char *path, int backup_count, uint32_t max_size)
     auto *log = static_cast<file_log *>(std::malloc(sizeof(file_log)));
     if (!log)
         return nullptr;
-    char *copy = strdup(path);
+    // strdup by hand, so that every allocation goes through malloc.
+    size_t size = std::strlen(path) + 1;
+    auto *copy = static_cast<char *>(std::malloc(size));
     if (!copy) {
         anvil::free_keep_errno(log);
         return nullptr;
     }
+    std::memcpy(copy, path, size);
     if (backup_count > 100)
         backup_count = 100;
     if (backup_count < 1)

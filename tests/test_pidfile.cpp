@@ -1,0 +1,185 @@
+#include <anvil/pidfile.h>
+#include <gtest/gtest.h>
+
+#include <cerrno>
+#include <fcntl.h>
+#include <fstream>
+#include <sstream>
+#include <string>
+#include <sys/mount.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+#include <vector>
+
+#include "support/test_support.hpp"
+
+namespace {
+
+// Each test gets an empty tmpfs of its own on /var/run, seen only inside this
+// process's private mount namespace and its children.
+class PidFile : public ::testing::Test {
+protected:
+    void SetUp() override
+    {
+        static const bool isolated = anvil_test::enter_private_mountns();
+        if (!isolated || !anvil_test::mount_tmpfs("/var/run", 64 * 1024))
+            GTEST_SKIP() << "no private mount namespace with a tmpfs on /var/run (needs root)";
+        mask_ = umask(0);
+        fds_ = anvil_test::open_fd_count();
+    }
+    void TearDown() override
+    {
+        if (IsSkipped())
+            return;
+        umask(mask_);
+        EXPECT_EQ(anvil_test::open_fd_count(), fds_) << "descriptor leaked";
+        EXPECT_EQ(umount("/var/run"), 0);
+    }
+
+private:
+    mode_t mask_ = 0;
+    int fds_ = 0;
+};
+
+std::string content(const std::string &path)
+{
+    std::ostringstream s;
+    s << std::ifstream(path).rdbuf();
+    return s.str();
+}
+
+struct Outcome {
+    pid_t pid;
+    int error;  // 0 when the guard was won
+};
+
+// Children started at one moment on guard(name). They report, then stay alive
+// (a lock they won still held) until the object is destroyed.
+class Contenders {
+public:
+    Contenders(int n, int (*guard)(const char *), const std::string &name)
+    {
+        int go[2], report[2];
+        EXPECT_EQ(pipe(go), 0);
+        EXPECT_EQ(pipe(report), 0);
+        EXPECT_EQ(pipe(hold_), 0);
+        for (int i = 0; i < n; ++i) {
+            pid_t pid = fork();
+            if (pid == 0) {
+                close(go[1]);
+                close(hold_[1]);
+                char c;
+                (void)!read(go[0], &c, 1);
+                Outcome o{getpid(), guard(name.c_str()) == 0 ? 0 : errno};
+                (void)!write(report[1], &o, sizeof o);
+                (void)!read(hold_[0], &c, 1);
+                _exit(0);
+            }
+            pids_.push_back(pid);
+        }
+        close(go[0]);
+        close(go[1]);  // all start
+        close(report[1]);
+        Outcome o;
+        for (int i = 0; i < n && read(report[0], &o, sizeof o) == sizeof o; ++i)
+            outcomes.push_back(o);
+        close(report[0]);
+        close(hold_[0]);
+    }
+    ~Contenders()
+    {
+        close(hold_[1]);
+        for (pid_t pid : pids_)
+            waitpid(pid, nullptr, 0);
+    }
+    std::vector<Outcome> outcomes;
+
+private:
+    int hold_[2];
+    std::vector<pid_t> pids_;
+};
+
+}  // namespace
+
+TEST_F(PidFile, OneWinnerPerRaceAndTheFileHoldsItsPid)
+{
+    for (int round = 0; round < 200; ++round) {
+        Contenders race(2, ensureOnlyoneProcessEntity, "race");
+        ASSERT_EQ(race.outcomes.size(), 2u);
+        const Outcome &a = race.outcomes[0], &b = race.outcomes[1];
+        ASSERT_TRUE((a.error == 0) != (b.error == 0)) << "round " << round << ": " << a.error << ", " << b.error;
+        const Outcome &winner = a.error == 0 ? a : b, &loser = a.error == 0 ? b : a;
+        EXPECT_EQ(loser.error, EWOULDBLOCK);
+        ASSERT_EQ(content("/var/run/race.pid"), std::to_string(winner.pid) + "\n") << "round " << round;
+    }
+    struct stat st;
+    ASSERT_EQ(stat("/var/run/race.pid", &st), 0);
+    EXPECT_EQ(st.st_mode & 07777, 0644u);
+}
+
+TEST_F(PidFile, LockIsPerOpenFileAndStaleFilesDoNotBlock)
+{
+    std::ofstream("/var/run/stale.pid") << "123456789012345\nleftover";
+    {
+        // Two calls in one process: the second open conflicts with the first.
+        Contenders twice(1, [](const char *n) { return ensureOnlyoneProcessEntity(n) ?: ensureOnlyoneProcessEntity(n); },
+                         "stale");
+        ASSERT_EQ(twice.outcomes.size(), 1u);
+        EXPECT_EQ(twice.outcomes[0].error, EWOULDBLOCK);
+        EXPECT_EQ(content("/var/run/stale.pid"), std::to_string(twice.outcomes[0].pid) + "\n");
+    }
+    Contenders later(1, ensureOnlyoneProcessEntity, "stale");
+    EXPECT_EQ(later.outcomes[0].error, 0);
+    EXPECT_EQ(content("/var/run/stale.pid"), std::to_string(later.outcomes[0].pid) + "\n");
+}
+
+TEST_F(PidFile, RunOnceWinsOnceAcrossProcesses)
+{
+    Contenders race(2, ensureProcessOnlyRunOnce, "once");
+    ASSERT_EQ(race.outcomes.size(), 2u);
+    int winners = 0;
+    for (const Outcome &o : race.outcomes) {
+        if (o.error == 0)
+            EXPECT_EQ(content("/var/run/once.pid"), std::to_string(o.pid) + "\n");
+        else
+            EXPECT_EQ(o.error, EEXIST);
+        winners += o.error == 0;
+    }
+    EXPECT_EQ(winners, 1);
+    errno = 0;
+    EXPECT_EQ(ensureProcessOnlyRunOnce("once"), -1);
+    EXPECT_EQ(errno, EEXIST);
+    struct stat st;
+    ASSERT_EQ(stat("/var/run/once.pid", &st), 0);
+    EXPECT_EQ(st.st_mode & 07777, 0644u);
+}
+
+TEST_F(PidFile, LongNamesAreCutToThePathBuffer)
+{
+    std::string name(115, 'n');
+    Contenders lock(1, ensureOnlyoneProcessEntity, name);
+    EXPECT_EQ(lock.outcomes[0].error, 0);
+    EXPECT_EQ(access(("/var/run/" + name + ".pi").c_str(), F_OK), 0);  // 127 characters
+    EXPECT_EQ(ensureProcessOnlyRunOnce(name.c_str()), 0);
+    EXPECT_EQ(access(("/var/run/" + name + ".pid").c_str(), F_OK), 0);
+
+    std::string longest(242, 'm');
+    EXPECT_EQ(ensureProcessOnlyRunOnce((longest + "x").c_str()), 0);
+    EXPECT_EQ(access(("/var/run/" + longest + "x.pi").c_str(), F_OK), 0);
+}
+
+TEST_F(PidFile, OpenFailuresKeepTheirErrno)
+{
+    for (auto guard : {ensureOnlyoneProcessEntity, ensureProcessOnlyRunOnce}) {
+        errno = 0;
+        EXPECT_EQ(guard("no-such-dir/x"), -1);
+        EXPECT_EQ(errno, ENOENT);
+    }
+    ASSERT_EQ(mount(nullptr, "/var/run", nullptr, MS_REMOUNT | MS_RDONLY, nullptr), 0);
+    for (auto guard : {ensureOnlyoneProcessEntity, ensureProcessOnlyRunOnce}) {
+        errno = 0;
+        EXPECT_EQ(guard("ro"), -1);
+        EXPECT_EQ(errno, EROFS);
+    }
+}
