@@ -169,8 +169,21 @@ TEST_F(PidFile, LongNamesAreCutToThePathBuffer)
     EXPECT_EQ(access(("/var/run/" + longest + "x.pi").c_str(), F_OK), 0);
 }
 
-TEST_F(PidFile, OpenFailuresKeepTheirErrno)
+TEST_F(PidFile, FailuresKeepTheirErrnoAndCloseTheFile)
 {
+    int filler = open("/var/run/filler", O_WRONLY | O_CREAT, 0600);
+    static const char block[4096] = {};
+    while (write(filler, block, sizeof block) > 0) {
+    }
+    close(filler);
+    errno = 0;
+    EXPECT_EQ(ensureOnlyoneProcessEntity("full"), -1);
+    EXPECT_EQ(errno, ENOSPC);
+    EXPECT_EQ(ensureProcessOnlyRunOnce("once"), 0) << "a pid that cannot be written is not reported";
+    EXPECT_EQ(content("/var/run/once.pid"), "");
+    unlink("/var/run/filler");
+    EXPECT_EQ(Contenders(1, ensureOnlyoneProcessEntity, "full").outcomes[0].error, 0) << "the failed call dropped its lock";
+
     for (auto guard : {ensureOnlyoneProcessEntity, ensureProcessOnlyRunOnce}) {
         errno = 0;
         EXPECT_EQ(guard("no-such-dir/x"), -1);
