@@ -181,9 +181,10 @@ TEST_F(FileLog, NeverWritesThroughASymbolicLink)
 TEST_F(FileLog, DropsLinesWhileTheDirectoryIsGoneThenRecovers)
 {
     std::string sub = dir_ + "/sub", path = sub + "/app.log";
-    fs::create_directory(sub);
-    file_log *log = file_log_create(path.c_str(), 1, 1);
+    file_log *log = file_log_create(path.c_str(), 1, 1);  // a missing directory is no error
     ASSERT_NE(log, nullptr);
+    file_log_append(log, "%s", "lost");
+    fs::create_directory(sub);
     file_log_append(log, "%s", "first");
     fs::remove_all(sub);
     file_log_append(log, "%s", "lost");
@@ -207,11 +208,6 @@ TEST_F(FileLog, CreateFailuresLeaveNothingBehind)
         EXPECT_EQ(file_log_create(c.path.c_str(), 1, 0), nullptr) << c.path;
         EXPECT_EQ(errno, c.error) << c.path;
     }
-    file_log *missing = file_log_create((dir_ + "/none/app.log").c_str(), 1, 0);
-    ASSERT_NE(missing, nullptr) << "a missing directory only drops lines";
-    file_log_append(missing, "%s", "lost");
-    file_log_destroy(missing);
-
     for (int successes : {0, 1}) {
         anvil_test::fail_alloc_after(successes);
         file_log *log = file_log_create(path_.c_str(), 1, 0);
