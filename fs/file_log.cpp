@@ -21,7 +21,8 @@ struct file_log {
     int fd;             // -1 while no live file is open
     uint32_t size;      // bytes in the live file as far as this handle knows
     // The stamp of the last line and the second it was made for: lines come
-    // many to a second, and the time conversion costs as much as the write.
+    // many to a second, and the local time conversion is the dearest part of
+    // a line after the write itself.
     bool stamped;
     time_t stamp_time;
     char stamp[16];
