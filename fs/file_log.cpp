@@ -107,10 +107,12 @@ void rotate(file_log *log)
     // after the next line instead.
     size_t n = std::strlen(log->path);
     size_t room = n + 4;  // '.', up to two digits (index < 100), NUL
-    auto *from = static_cast<char *>(std::malloc(2 * room));
-    if (!from)
+    auto *from = static_cast<char *>(std::malloc(room));
+    auto *to = static_cast<char *>(from ? std::malloc(room) : nullptr);
+    if (!to) {
+        std::free(from);
         return;
-    char *to = from + room;
+    }
     (void)close(log->fd);
     log->fd = -1;
     std::memcpy(from, log->path, n);
@@ -123,6 +125,7 @@ void rotate(file_log *log)
     }
     set_suffix(to + n, 0);
     (void)rename(log->path, to);
+    std::free(to);
     std::free(from);
 }
 
