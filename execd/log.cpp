@@ -1,0 +1,58 @@
+#include "execd/log.hpp"
+
+#include <cerrno>
+#include <cstdarg>
+#include <cstdio>
+#include <cstring>
+
+namespace execd {
+
+bool log_open(Log *log, const Config &config)
+{
+    log->path = config.log_path;
+    log->backups = config.log_backups;
+    log->max_size = config.log_max_size;
+    log->file = nullptr;
+    if (std::strcmp(log->path, "-") == 0)
+        return true;
+    log->file = file_log_create(log->path, log->backups, log->max_size);
+    return log->file != nullptr;
+}
+
+void log_reopen(Log *log)
+{
+    if (!log->file)
+        return;
+    file_log *fresh = file_log_create(log->path, log->backups, log->max_size);
+    if (!fresh) {
+        log_line(log, "cannot reopen the log: %s", std::strerror(errno));
+        return;
+    }
+    file_log_destroy(log->file);
+    log->file = fresh;
+    log_line(log, "log reopened");
+}
+
+void log_close(Log *log)
+{
+    if (log->file)
+        file_log_destroy(log->file);
+    log->file = nullptr;
+}
+
+void log_line(Log *log, const char *format, ...)
+{
+    char text[240];
+    va_list ap;
+    va_start(ap, format);
+    int n = std::vsnprintf(text, sizeof text, format, ap);
+    va_end(ap);
+    if (n < 0)
+        return;
+    if (log->file)
+        file_log_append(log->file, "%s", text);
+    else
+        std::fprintf(stderr, "anvil-execd: %s\n", text);
+}
+
+}  // namespace execd
