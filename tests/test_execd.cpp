@@ -62,7 +62,7 @@ public:
         for (auto &w : words)
             argv.push_back(w.data());
         argv.push_back(nullptr);
-        if (posix_spawn(&pid_, argv[0], nullptr, nullptr, argv.data(), environ) != 0)
+        if (posix_spawnp(&pid_, argv[0], nullptr, nullptr, argv.data(), environ) != 0)
             pid_ = -1;
     }
     ~Daemon()
