@@ -1,61 +1,80 @@
-/* A first look at libanvil: run a shell command through the command-execution
- * daemon on the abstract socket "execd".
+/* A first look at libanvil: run a shell command through anvil-execd, the
+ * command-execution daemon on the abstract socket "execd".
  *
- * Where it may, the program moves into a network namespace of its own (abstract
- * socket names live per network namespace) and starts a tiny daemon there, so
- * it never meets a real one. Otherwise it uses the daemon that is running.
+ * Where it may, the program moves into network and mount namespaces of its
+ * own (abstract socket names live per network namespace, the daemon's pid
+ * file in /var/run) and starts a private anvil-execd there, so it never meets
+ * the machine's daemon. Otherwise it uses the daemon that is running.
  *
  *   usage: lsystem_demo [command]
+ *   ANVIL_EXECD: the daemon's command line (default: the one built beside this)
  */
 #include <anvil.h>
 
 #include <errno.h>
 #include <sched.h>
-#include <stdint.h>
+#include <signal.h>
+#include <spawn.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
+#include <sys/mount.h>
 #include <sys/socket.h>
 #include <sys/wait.h>
+#include <time.h>
 #include <unistd.h>
 
-/* The daemon's side of one exchange: read the command up to its NUL, run it,
- * answer with a native 32-bit integer. */
-static void serve_one(int listener)
+extern char **environ;
+
+static int private_namespaces(void)
 {
-    char command[256];
-    size_t len = 0;
-    int conn = acceptUnTcpSock(listener);
-    if (conn < 0)
-        _exit(1);
-    while (len < sizeof command && recv(conn, &command[len], 1, 0) == 1 && command[len] != '\0')
-        len++;
-    if (len == sizeof command)
-        _exit(1);
-    command[len] = '\0';
-    int32_t status = system(command);
-    int32_t result = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-    sockwriten(conn, &result, sizeof result);
-    _exit(0);
+    return unshare(CLONE_NEWNET | CLONE_NEWNS) == 0 &&
+           mount(NULL, "/", NULL, MS_REC | MS_PRIVATE, NULL) == 0 &&
+           mount("tmpfs", "/var/run", "tmpfs", 0, "size=64k") == 0;
+}
+
+/* Starts the daemon, logging to standard error, and waits until it listens. */
+static pid_t start_daemon(void)
+{
+    const char *env = getenv("ANVIL_EXECD");
+    char line[512];
+    char *argv[16];
+    int argc = 0;
+    pid_t pid;
+
+    snprintf(line, sizeof line, "%s --log - --output log", env ? env : ANVIL_EXECD_DEFAULT);
+    for (char *w = strtok(line, " "); w && argc < 15; w = strtok(NULL, " "))
+        argv[argc++] = w;
+    argv[argc] = NULL;
+    if (posix_spawnp(&pid, argv[0], NULL, NULL, argv, environ) != 0)
+        return -1;
+    for (int i = 0; i < 500; i++) {
+        int fd = connectUnSock("execd", SOCK_STREAM);
+        if (fd >= 0) {
+            close(fd);
+            return pid;
+        }
+        if (waitpid(pid, NULL, WNOHANG) == pid)
+            return -1;
+        nanosleep(&(struct timespec){0, 20 * 1000 * 1000}, NULL);
+    }
+    kill(pid, SIGKILL);
+    waitpid(pid, NULL, 0);
+    return -1;
 }
 
 int main(int argc, char **argv)
 {
-    const char *command = argc > 1 ? argv[1] : "echo hello from the execd daemon; exit 3";
+    const char *command = argc > 1 ? argv[1] : "echo hello from anvil-execd; exit 3";
     pid_t daemon = -1;
 
-    if (unshare(CLONE_NEWNET) == 0) {
-        /* Listen before forking, so the command cannot arrive too early. */
-        int listener = listenUnTcpSock("execd");
-        if (listener < 0) {
-            perror("listenUnTcpSock");
+    if (private_namespaces()) {
+        daemon = start_daemon();
+        if (daemon < 0) {
+            fprintf(stderr, "could not start anvil-execd\n");
             return 1;
         }
-        daemon = fork();
-        if (daemon == 0)
-            serve_one(listener);
-        close(listener);
-        printf("started a private daemon (pid %d) on \"execd\"\n", (int)daemon);
+        printf("started a private anvil-execd (pid %d)\n", (int)daemon);
     } else {
         printf("using the running daemon on \"execd\"\n");
     }
@@ -63,13 +82,17 @@ int main(int argc, char **argv)
 
     printf("lsystem(\"%s\")\n", command);
     fflush(stdout);
-    int result = lsystem(command);
-    if (result == -1)
+    int status = lsystem(command);
+    if (status == -1)
         printf("  -> -1 (%s)\n", strerror(errno));
-    else
-        printf("  -> %d\n", result);
+    else if (WIFEXITED(status))
+        printf("  -> exited with %d\n", WEXITSTATUS(status));
+    else if (WIFSIGNALED(status))
+        printf("  -> killed by signal %d\n", WTERMSIG(status));
 
-    if (daemon > 0)
+    if (daemon > 0) {
+        kill(daemon, SIGTERM);
         waitpid(daemon, NULL, 0);
-    return result == -1 ? 1 : 0;
+    }
+    return status == -1 ? 1 : 0;
 }
