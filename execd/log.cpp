@@ -4,6 +4,7 @@
 #include <cstdarg>
 #include <cstdio>
 #include <cstring>
+#include <sys/stat.h>
 
 namespace execd {
 
@@ -15,6 +16,10 @@ bool log_open(Log *log, const Config &config)
     log->file = nullptr;
     if (std::strcmp(log->path, "-") == 0)
         return true;
+    // Rotation renames the file: never do that to /dev/null or a console.
+    struct stat st;
+    if (::lstat(log->path, &st) == 0 && !S_ISREG(st.st_mode) && !S_ISLNK(st.st_mode))
+        log->max_size = 0;
     log->file = file_log_create(log->path, log->backups, log->max_size);
     return log->file != nullptr;
 }

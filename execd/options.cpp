@@ -106,7 +106,7 @@ ParseResult parse_options(int argc, char **argv, Config *c, char *err, std::size
     optind = 1;
     int opt;
     while ((opt = getopt_long(argc, argv, ":j:t:r:g:u:G:l:o:vdhV", kOptions, nullptr)) != -1) {
-        unsigned long n;
+        unsigned long n = 0;
         bool ok = true;
         switch (opt) {
         case 'j':
