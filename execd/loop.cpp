@@ -306,6 +306,13 @@ struct Loop {
 
     void teardown()
     {
+        // Only after a failure can commands still run here: leave no orphans.
+        while (Conn *c = running.head) {
+            (void)::kill(-c->child, SIGKILL);
+            (void)::kill(c->child, SIGKILL);
+            (void)::waitpid(c->child, nullptr, 0);
+            drop(running, c);
+        }
         while (reading.head)
             drop(reading, reading.head);
         while (queued.head)
