@@ -16,6 +16,7 @@
 #include "execd/conn.hpp"
 #include "execd/output.hpp"
 #include "execd/peer.hpp"
+#include "execd/signals.hpp"
 #include "execd/spawn.hpp"
 
 namespace execd {
@@ -32,17 +33,6 @@ std::int64_t now_ms()
     timespec ts;
     ::clock_gettime(CLOCK_MONOTONIC, &ts);
     return std::int64_t(ts.tv_sec) * 1000 + ts.tv_nsec / 1000000;
-}
-
-sigset_t handled_signals()
-{
-    sigset_t set;
-    sigemptyset(&set);
-    sigaddset(&set, SIGCHLD);
-    sigaddset(&set, SIGTERM);
-    sigaddset(&set, SIGINT);
-    sigaddset(&set, SIGHUP);
-    return set;
 }
 
 struct Loop {
@@ -187,9 +177,7 @@ struct Loop {
 
     void kill_group(Conn *c)
     {
-        // The group may not exist yet if the child has not reached setpgid.
-        (void)::kill(-c->child, SIGKILL);
-        (void)::kill(c->child, SIGKILL);
+        kill_command(c->child);
         c->killed = true;
         c->deadline_ms = kNever;
         running.remove(c);  // to the back: kNever keeps the list in order
@@ -271,8 +259,7 @@ struct Loop {
             killed_all = true;
             for (Conn *c = running.head; c; c = c->next)
                 if (!c->killed) {
-                    (void)::kill(-c->child, SIGKILL);
-                    (void)::kill(c->child, SIGKILL);
+                    kill_command(c->child);
                     c->killed = true;
                 }
         }
@@ -308,8 +295,7 @@ struct Loop {
     {
         // Only after a failure can commands still run here: leave no orphans.
         while (Conn *c = running.head) {
-            (void)::kill(-c->child, SIGKILL);
-            (void)::kill(c->child, SIGKILL);
+            kill_command(c->child);
             (void)::waitpid(c->child, nullptr, 0);
             drop(running, c);
         }
@@ -356,13 +342,6 @@ struct Loop {
 };
 
 }  // namespace
-
-void block_signals()
-{
-    sigset_t set = handled_signals();
-    (void)::sigprocmask(SIG_BLOCK, &set, nullptr);
-    (void)::signal(SIGPIPE, SIG_IGN);
-}
 
 int run_loop(const Config &config, Log *log, int listen_fd, Detach *detach)
 {

@@ -10,12 +10,8 @@ namespace execd {
 
 // Serves the listening socket (non-blocking, close-on-exec; owned and
 // closed by the loop) until told to stop. The signals the loop handles must
-// be blocked already (see block_signals). Tells a waiting starter whether
+// be blocked already (block_signals). Tells a waiting starter whether
 // it got going. Returns the exit status.
 int run_loop(const Config &config, Log *log, int listen_fd, Detach *detach);
-
-// Blocks the signals the loop reads through signalfd and ignores SIGPIPE.
-// Must run before anything else could start a process.
-void block_signals();
 
 }  // namespace execd

@@ -13,6 +13,7 @@
 #include "execd/daemonize.hpp"
 #include "execd/log.hpp"
 #include "execd/loop.hpp"
+#include "execd/signals.hpp"
 
 namespace {
 

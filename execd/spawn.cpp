@@ -74,4 +74,10 @@ pid_t spawn_command(Spawner *s, const char *command)
     return pid;
 }
 
+void kill_command(pid_t pid)
+{
+    (void)::kill(-pid, SIGKILL);
+    (void)::kill(pid, SIGKILL);
+}
+
 }  // namespace execd

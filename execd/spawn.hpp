@@ -25,4 +25,8 @@ void spawner_destroy(Spawner *s);
 // pid, or -1 with errno when it could not be started.
 pid_t spawn_command(Spawner *s, const char *command);
 
+// Sends SIGKILL to a command's process group, and to the command itself in
+// case it has not reached its setpgid yet.
+void kill_command(pid_t pid);
+
 }  // namespace execd
