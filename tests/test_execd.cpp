@@ -5,6 +5,7 @@
 #include <anvil/unsock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <chrono>
 #include <csignal>
@@ -246,13 +247,21 @@ TEST_F(Execd, SigtermLetsRunningCommandsFinishThenKillsAndReaps)
     ASSERT_TRUE(d.ready());
     std::string pids = dir_ + "/pids";
     std::string forever = "echo $$ >> " + pids + "; exec sleep 30";
-    std::vector<int> fds = {lsystema("sleep 0.3; exit 5"), lsystema(forever.c_str()),
+    std::string go = dir_ + "/go";
+    std::string finishing = "while [ ! -e " + go + " ]; do sleep 0.05; done; exit 5";
+    std::vector<int> fds = {lsystema(finishing.c_str()), lsystema(forever.c_str()),
                             lsystema(forever.c_str()), lsystema("exit 6")};  // the last one queued
-    for (int i = 0; i < 500 && read_file(pids).size() < 2 * 2; ++i)
+    auto started = [&] {
+        std::string text = read_file(pids);
+        return std::count(text.begin(), text.end(), '\n');
+    };
+    for (int i = 0; i < 500 && started() < 2; ++i)
         std::this_thread::sleep_for(10ms);
-    EXPECT_EQ(d.stop(), 0);
+    kill(d.pid(), SIGTERM);
+    std::ofstream{go};  // lets the first command finish within the grace period
+    EXPECT_EQ(d.stop(0), 0);
 
-    EXPECT_EQ(waitlsystema(fds[0]), 5 << 8);  // finished within the grace period
+    EXPECT_EQ(waitlsystema(fds[0]), 5 << 8);
     for (int i : {1, 2}) {
         int status = waitlsystema(fds[i]);
         EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGKILL) << status;
@@ -261,9 +270,9 @@ TEST_F(Execd, SigtermLetsRunningCommandsFinishThenKillsAndReaps)
     EXPECT_EQ(errno, ECONNRESET);
     for (int fd : fds)
         close(fd);
-    std::istringstream started(read_file(pids));
+    std::istringstream pid_lines(read_file(pids));
     int n = 0;
-    for (pid_t pid; started >> pid; ++n)
+    for (pid_t pid; pid_lines >> pid; ++n)
         EXPECT_NE(access(("/proc/" + std::to_string(pid)).c_str(), F_OK), 0) << "not reaped";
     EXPECT_EQ(n, 2);
 }
