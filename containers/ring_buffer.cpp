@@ -42,13 +42,11 @@ unsigned char *storage(const ring_buffer *rb)
     return reinterpret_cast<unsigned char *>(rb->data & ~kClassBits);
 }
 
-// The address of a slot. slot * element_size fits in 32 bits (checked at
-// creation); for the power-of-two classes it is the same as a shift.
+// The address of a slot; slot * element_size fits in 32 bits (checked at
+// creation).
 unsigned char *slot_address(const ring_buffer *rb, uint32_t slot)
 {
-    uintptr_t cls = rb->data & kClassBits;
-    uint32_t offset = cls != 0 ? slot << (cls - 1) : slot * rb->element_size;
-    return storage(rb) + offset;
+    return storage(rb) + slot * rb->element_size;
 }
 
 uint32_t used(const ring_buffer *rb)
@@ -127,17 +125,6 @@ uint32_t copy_one(const ring_buffer *rb, UserBytes<kIn> *user, uint32_t at)
     return cls & 1 ? move_fixed<kIn, 1>(rb, user, slot) : copy_run<kIn>(rb, user, 1, at);
 }
 
-// The counters move by the whole count when it fits, 1 <= count <= room (one
-// unsigned comparison); a count of 0 or one to be cut down goes out of line.
-// So in the common case each counter is computed from its own old value and
-// the caller's count, and the other counter only steers a predicted branch,
-// instead of feeding a conditional move: write and read do not wait on each
-// other's stores.
-bool fits(uint32_t count, uint32_t room)
-{
-    return count - 1 < room;
-}
-
 uint32_t free_room(const ring_buffer *rb)
 {
     return rb->capacity - used(rb);
@@ -152,7 +139,11 @@ void set_consumed(ring_buffer *rb, uint32_t consumed)
     rb->consumed = consumed;
 }
 
-// The out-of-line halves: any count, cut down to what there is (possibly 0).
+// The out-of-line halves of write and read: any count, cut down to what there
+// is (possibly 0). Keeping them apart leaves the one-element case a branch
+// the predictor learns, so that each counter is computed from its own old
+// value, not through a conditional move on the other counter: write and read
+// do not wait on each other's stores.
 [[gnu::noinline]] uint32_t write_any(ring_buffer *rb, const unsigned char *src, uint32_t count)
 {
     uint32_t at = rb->written;
@@ -169,14 +160,15 @@ void set_consumed(ring_buffer *rb, uint32_t consumed)
     return n != 0 ? copy_run<false>(rb, dst, n, at) : 0;
 }
 
-[[gnu::noinline]] uint32_t commit_clamped(ring_buffer *rb, uint32_t count)
+// Commit and decommit, with the count cut down to what there is.
+uint32_t add_written(ring_buffer *rb, uint32_t count)
 {
     uint32_t n = smaller(count, free_room(rb));
     rb->written += n;
     return n;
 }
 
-[[gnu::noinline]] uint32_t decommit_clamped(ring_buffer *rb, uint32_t count)
+uint32_t add_consumed(ring_buffer *rb, uint32_t count)
 {
     uint32_t n = smaller(count, used(rb));
     set_consumed(rb, rb->consumed + n);
@@ -274,10 +266,7 @@ void *ring_buffer_reserve(ring_buffer *rb, uint32_t *count)
 
 uint32_t ring_buffer_commit(ring_buffer *rb, uint32_t count)
 {
-    if (!fits(count, free_room(rb))) [[unlikely]]
-        return commit_clamped(rb, count);
-    rb->written += count;
-    return count;
+    return add_written(rb, count);
 }
 
 void *ring_buffer_peek(ring_buffer *rb, uint32_t *count)
@@ -287,8 +276,5 @@ void *ring_buffer_peek(ring_buffer *rb, uint32_t *count)
 
 uint32_t ring_buffer_decommit(ring_buffer *rb, uint32_t count)
 {
-    if (!fits(count, used(rb))) [[unlikely]]
-        return decommit_clamped(rb, count);
-    set_consumed(rb, rb->consumed + count);
-    return count;
+    return add_consumed(rb, count);
 }
