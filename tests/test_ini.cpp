@@ -181,12 +181,14 @@ TEST_F(Ini, TypedLookups)
 {
     Loaded h(write("[net]\nport = 8080\nPort = 1\nint = 42abc\nneg = -12\nh1 = 1f\nh2 = 0x1F\n"
                    "h3 = 0X1f\nhzz = zz\nhbig = 100000000\nhneg = -1\nhmax = FFFFFFFF\npi = 3.25\n"
-                   "empty =\n[bool]\nt1 = yes\nt2 = TRUE\nt3 = y\nt4 = t\nt5 = Tx\nt6 = 10\n"
+                   "empty =\nd9 = 123456789x\nd10 = 2147483647\nd11 = 99999999999\n[bool]\nt1 = yes\nt2 = TRUE\nt3 = y\nt4 = t\nt5 = Tx\nt6 = 10\n"
                    "f1 = no\nf2 = false\nf3 = on\nf4 = 0\nf5 = n\n"));
     ini_parser *p = h.p;
     ASSERT_NE(p, nullptr);
     EXPECT_EQ(ini_parser_int(p, "net", "port", 0) + ini_parser_int(p, "net", "Port", 0), 8081);
     EXPECT_EQ(ini_parser_int(p, "net", "int", 0) + ini_parser_int(p, "net", "neg", 0), 30);
+    for (const char *k : {"d9", "d10", "d11"})  // around the digits converted inline
+        EXPECT_EQ(ini_parser_int(p, "net", k, 0), atoi(ini_parser_string(p, "net", k, ""))) << k;
     EXPECT_EQ(ini_parser_hex(p, "net", "h1", 0) + ini_parser_hex(p, "net", "h2", 0) +
               ini_parser_hex(p, "net", "h3", 0) + ini_parser_hex(p, "net", "hzz", 5), 93u);
     errno = 0;  // strtoul on a 32-bit long, wherever long is wider

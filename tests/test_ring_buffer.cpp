@@ -59,11 +59,12 @@ TEST(RingBuffer, ZeroCopyRunsStopAtTheEndOfTheStorage)
 }
 
 // Copies that split at the end of the storage while the counters wrap past
-// 2^32, for element sizes around each case of the inline block copy.
+// 2^32, and single elements, for every fixed-size copy class and sizes
+// around them.
 TEST(RingBuffer, CopiesAcrossTheStorageEndAndTheCounterWrap)
 {
     const uint32_t capacity = 1u << 16;
-    for (uint32_t size : {1u, 3u, 4u, 12u, 20u, 40u, 64u, 100u}) {
+    for (uint32_t size : {1u, 2u, 3u, 4u, 8u, 12u, 16u, 20u, 32u, 40u, 64u, 100u, 128u}) {
         SCOPED_TRACE(size);
         ring_buffer *r = ring_buffer_create(capacity / 2 + 1, size);  // rounded up
         auto *base = static_cast<unsigned char *>(reserve(r).at);
@@ -89,6 +90,16 @@ TEST(RingBuffer, CopiesAcrossTheStorageEndAndTheCounterWrap)
         EXPECT_EQ(out[11 * size], 0xa5);  // nothing copied past the count
         EXPECT_EQ(reserve(r), (Span{base, capacity}));  // drained: counters back to 0
         EXPECT_EQ(ring_buffer_read(r, out.data(), 1), 0u);
+        // One element per call: slots 0 to 2 in, then out, slot 3 untouched.
+        Bytes next(slot(3), slot(4));
+        for (uint32_t i = 0; i < 3; ++i)
+            EXPECT_EQ(ring_buffer_write(r, in.data() + i * size, 1), 1u);
+        std::fill(out.begin(), out.end(), 0xa5);
+        for (uint32_t i = 0; i < 3; ++i)
+            EXPECT_EQ(ring_buffer_read(r, out.data() + i * size, 1), 1u);
+        EXPECT_EQ(Bytes(out.begin(), out.begin() + 3 * size), Bytes(in.begin(), in.begin() + 3 * size));
+        EXPECT_EQ(out[3 * size], 0xa5);
+        EXPECT_EQ(Bytes(slot(3), slot(4)), next);
         ring_buffer_destroy(r);
     }
 }
