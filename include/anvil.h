@@ -26,5 +26,6 @@
 #include "anvil/process.h"
 #include "anvil/pidfile.h"
 #include "anvil/file_log.h"
+#include "anvil/iov.h"
 
 #endif

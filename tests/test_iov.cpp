@@ -1,0 +1,141 @@
+#include <anvil/iov.h>
+#include <gtest/gtest.h>
+
+#include <numeric>
+#include <random>
+#include <string>
+#include <vector>
+
+namespace {
+
+// Segments of the given lengths laid end to end over one flat buffer.
+struct Segments {
+    std::string flat;
+    std::vector<iovec> v;
+    explicit Segments(const std::vector<size_t> &lens, char first = 'a')
+        : flat(std::accumulate(lens.begin(), lens.end(), size_t(0)), '\0')
+    {
+        for (size_t i = 0; i < flat.size(); ++i)
+            flat[i] = static_cast<char>(first + i % 26);
+        size_t at = 0;
+        for (size_t len : lens) {
+            v.push_back({&flat[at], len});
+            at += len;
+        }
+    }
+    iov_iter iter() const { return {v.data(), unsigned(v.size()), 0, flat.size()}; }
+};
+
+}  // namespace
+
+TEST(IovIter, AdvanceAndSingleSegmentCount)
+{
+    struct Case {
+        std::vector<size_t> lens;
+        size_t bytes;
+        size_t seg, seg_offset;
+        unsigned nr_segs;
+        size_t count, single;
+    } cases[] = {
+        {{3, 0, 5}, 3, 2, 0, 1, 5, 5},  // the empty segment is stepped over
+        {{3, 5}, 2, 0, 2, 2, 6, 1},
+        {{10}, 4, 0, 4, 1, 6, 6},
+        {{4}, 4, 0, 4, 1, 0, 0},        // the last segment is never left
+        {{2, 0}, 2, 1, 0, 1, 0, 0},
+        {{2, 3, 0, 0, 4}, 5, 4, 0, 1, 4, 4},
+        {{2, 3, 4}, 0, 0, 0, 3, 9, 2},
+    };
+    for (const Case &c : cases) {
+        Segments s(c.lens);
+        iov_iter it = s.iter();
+        iov_iter_advance(&it, c.bytes);
+        SCOPED_TRACE(testing::Message() << "segments " << c.lens.size() << ", by " << c.bytes);
+        EXPECT_EQ(it.seg, &s.v[c.seg]);
+        EXPECT_EQ(it.seg_offset, c.seg_offset);
+        EXPECT_EQ(it.nr_segs, c.nr_segs);
+        EXPECT_EQ(it.count, c.count);
+        EXPECT_EQ(iov_iter_single_seg_count(&it), c.single);
+    }
+}
+
+TEST(IovShorten, CutsTheEntryThatReachesTheTarget)
+{
+    struct Case {
+        size_t target;
+        unsigned kept;
+        std::vector<size_t> lens;
+    } cases[] = {
+        {6, 2, {4, 2, 4}}, {8, 2, {4, 4, 4}}, {20, 3, {4, 4, 4}}, {0, 1, {0, 4, 4}},
+    };
+    for (const Case &c : cases) {
+        iovec v[3] = {{nullptr, 4}, {nullptr, 4}, {nullptr, 4}};
+        EXPECT_EQ(iov_shorten(v, 3, c.target), c.kept) << c.target;
+        EXPECT_EQ((std::vector<size_t>{v[0].iov_len, v[1].iov_len, v[2].iov_len}), c.lens);
+    }
+    EXPECT_EQ(iov_shorten(nullptr, 0, 5), 0u);
+}
+
+TEST(IovCopy, FromAndToVectors)
+{
+    Segments s({2, 0, 3});  // ab, nothing, cde
+    char out[8] = {};
+    memcpy_fromiovec(out, s.v.data(), 4);
+    EXPECT_STREQ(out, "abcd");
+    memcpy_fromiovec(out, s.v.data(), 4);  // the vector is not consumed
+    EXPECT_STREQ(out, "abcd");
+
+    struct Case {
+        size_t offset, len;
+        const char *want;
+    } cases[] = {{2, 2, "cd"}, {1, 3, "bcd"}, {0, 5, "abcde"}, {4, 1, "e"}};
+    for (const Case &c : cases) {
+        std::string got(c.len, '\0');
+        memcpy_fromiovecend(got.data(), s.v.data(), c.offset, c.len);
+        EXPECT_EQ(got, c.want) << c.offset;
+    }
+
+    memcpy_toiovec(s.v.data(), "VWXYZ", 5);
+    EXPECT_EQ(s.flat, "VWXYZ");
+    char a[4] = {'.', '.', '.', '.'}, b[4] = {'.', '.', '.', '.'};
+    iovec two[2] = {{a, 4}, {b, 4}};
+    memcpy_toiovecend(two, "12", 3, 2);
+    EXPECT_EQ(std::string(a, 4) + std::string(b, 4), "...12...");
+    memcpy_toiovecend(nullptr, "", 7, 0);  // with nothing to copy, no entry is read
+}
+
+TEST(IovProperty, AdvanceAndOffsetCopiesMatchAFlatBuffer)
+{
+    std::mt19937 rng(20261123);
+    for (int round = 0; round < 300; ++round) {
+        std::vector<size_t> lens(1 + rng() % 8);
+        for (size_t &l : lens)
+            l = rng() % 3 == 0 ? 0 : rng() % 9;
+        Segments s(lens);
+        const size_t total = s.flat.size();
+        iov_iter it = s.iter();
+        size_t done = 0;
+        while (done < total) {
+            size_t step = rng() % (total - done + 1);
+            iov_iter_advance(&it, step);
+            done += step;
+            ASSERT_EQ(it.count, total - done);
+            if (done == total)
+                break;
+            // The iterator names the byte at done, on a segment that holds it.
+            size_t start = size_t(static_cast<const char *>(it.seg->iov_base) - s.flat.data());
+            ASSERT_EQ(start + it.seg_offset, done);
+            ASSERT_LT(it.seg_offset, it.seg->iov_len);
+            ASSERT_EQ(it.nr_segs, s.v.size() - size_t(it.seg - s.v.data()));
+
+            size_t len = rng() % (total - done + 1);
+            std::string from(len, '\0');
+            memcpy_fromiovecend(from.data(), s.v.data(), done, len);
+            ASSERT_EQ(from, s.flat.substr(done, len));
+            Segments to(lens, 'A');
+            std::string want = to.flat;
+            want.replace(done, len, s.flat, done, len);
+            memcpy_toiovecend(to.v.data(), s.flat.data() + done, done, len);
+            ASSERT_EQ(to.flat, want);
+        }
+    }
+}
