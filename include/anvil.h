@@ -27,5 +27,6 @@
 #include "anvil/pidfile.h"
 #include "anvil/file_log.h"
 #include "anvil/iov.h"
+#include "anvil/vectored_io.h"
 
 #endif
