@@ -28,5 +28,6 @@
 #include "anvil/file_log.h"
 #include "anvil/iov.h"
 #include "anvil/vectored_io.h"
+#include "anvil/timed_io.h"
 
 #endif
