@@ -29,5 +29,6 @@
 #include "anvil/iov.h"
 #include "anvil/vectored_io.h"
 #include "anvil/timed_io.h"
+#include "anvil/fd_passing.h"
 
 #endif
