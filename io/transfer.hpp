@@ -105,9 +105,13 @@ public:
     void advance(size_t r)
     {
         started_ = true;
+        // A call that moved everything ends the transfer: only count is read
+        // afterwards, so the walk over every segment is skipped.
+        if (r == it_.count) {
+            it_.count = 0;
+            return;
+        }
         iov_iter_advance(&it_, r);
-        if (it_.count == 0)
-            return;  // seg may lie past the last entry now
         // Trim what was moved off the current entry, so the next call starts
         // at its first byte not yet moved.
         iovec &cur = work_[it_.seg - work_];
