@@ -32,6 +32,17 @@ protected:
     }
 };
 
+// A message of one data entry with a control buffer of the given size.
+msghdr message(iovec *data, void *control, size_t size)
+{
+    msghdr msg = {};
+    msg.msg_iov = data;
+    msg.msg_iovlen = 1;
+    msg.msg_control = control;
+    msg.msg_controllen = size;
+    return msg;
+}
+
 }  // namespace
 
 TEST_F(FdPassing, RefusesEmptyArgumentsBeforeAnyTransfer)
@@ -85,11 +96,7 @@ TEST_F(FdPassing, DataAndTheControlMessageOnTheWire)
     char data[100];
     alignas(cmsghdr) unsigned char control[64] = {};
     iovec iov = {data, sizeof data};
-    msghdr msg = {};
-    msg.msg_iov = &iov;
-    msg.msg_iovlen = 1;
-    msg.msg_control = control;
-    msg.msg_controllen = sizeof control;
+    msghdr msg = message(&iov, control, sizeof control);
     ASSERT_EQ(recvmsg(sv[1], &msg, 0), 10);
     EXPECT_EQ(msg.msg_controllen, CMSG_SPACE(sizeof(int)));
     cmsghdr *c = CMSG_FIRSTHDR(&msg);
@@ -136,11 +143,7 @@ TEST_F(FdPassing, MessagesWithoutOneDescriptorAreRefused)
         int two[2] = {STDIN_FILENO, STDIN_FILENO};
         alignas(cmsghdr) unsigned char control[CMSG_SPACE(sizeof two)] = {};
         iovec iov = {(void *)"x", 1};
-        msghdr msg = {};
-        msg.msg_iov = &iov;
-        msg.msg_iovlen = 1;
-        msg.msg_control = control;
-        msg.msg_controllen = sizeof control;
+        msghdr msg = message(&iov, control, sizeof control);
         cmsghdr *c = CMSG_FIRSTHDR(&msg);
         c->cmsg_len = CMSG_LEN(sizeof two);
         c->cmsg_level = SOL_SOCKET;
