@@ -185,7 +185,7 @@ class Family:
                     i += 1
                 comment = comment_text(lines[start : i + 1])
                 last_decl = None
-            elif line.startswith("ANVIL_API") or line.startswith("typedef"):
+            elif line.startswith(("ANVIL_API", "typedef")) or re.match(r"struct \w+ \{", line):
                 start, depth = i, 0
                 while True:
                     depth += lines[i].count("{") - lines[i].count("}")
@@ -194,8 +194,9 @@ class Family:
                     i += 1
                 text = "\n".join(lines[start : i + 1])
                 contract = " ".join(comment) if comment else None
-                if line.startswith("typedef"):
-                    m = re.search(r"(\w+)\s*;\s*$", text) or re.search(r"\(\s*\*\s*(\w+)\s*\)", text)
+                if not line.startswith("ANVIL_API"):
+                    m = (re.match(r"struct (\w+) \{", line) or re.search(r"(\w+)\s*;\s*$", text)
+                         or re.search(r"\(\s*\*\s*(\w+)\s*\)", text))
                     self.types.append((m.group(1), text, contract))
                     last_decl = None
                 else:
@@ -223,12 +224,15 @@ class Family:
 # Contracts open with a verb ("Appends the piece ...") or with a noun phrase
 # naming the result ("The number of stored elements.").
 VERB_LEADS = {"As", "Insert", "Remove", "Set", "Clear", "Exchange", "Take", "Add"}
+NOUN_LEADS = {"Bytes"}
 
 
 def lead_is_noun(sentence):
     word = sentence.split()[0].rstrip(",:")
     if word in VERB_LEADS:
         return False
+    if word in NOUN_LEADS:
+        return True
     return not (word.endswith("s") and word[:1].isupper() and not word.endswith("'s"))
 
 
@@ -249,61 +253,111 @@ def return_value(fn):
     return picked, bool(picked)
 
 
+def split_top(text, seps):
+    """Splits text at the separators that stand outside parentheses."""
+    parts, depth, cur = [], 0, ""
+    for ch in text:
+        depth += (ch == "(") - (ch == ")")
+        if ch in seps and depth == 0:
+            parts.append(cur.strip())
+            cur = ""
+        else:
+            cur += ch
+    return [p for p in parts + [cur.strip()] if p]
+
+
 def error_entries(fn, family):
     """(code, explanation) for each errno the contract names, then what the
     contract says of errno otherwise, then the family's rules as a fallback."""
     text = " ".join(t for t in (fn.contract, fn.note) if t)
     entries, seen, extra = [], set(), []
     for sent in sentences(text):
-        for clause in clauses(sent):
-            for code in codes_in(clause):
-                if code in seen or re.search(r"\bretr(y|ies|ying) %s" % code, clause):
-                    continue
-                seen.add(code)
-                entries.append((code, explain(code, clause)))
-    for sent in sentences(text):
-        if "errno" not in sent:
+        # A sentence naming a code without a failure in it ("Across file
+        # systems (EXDEV) it copies") describes something else.
+        if not re.search(r"-1|NULL|errno|error|fail|gives|with -?E[A-Z]", sent):
             continue
-        if RETURN_RE.match(sent) and entries:
-            # The codes are listed; what is left is whose errno the others are.
-            m = re.search(r"\b([\w()]+)'s errno", sent) or \
-                re.search(r"errno:? (?:that )?of (?:a |the )?(?:failed )?([^;:.(]+?)\s*(?:[;:.(]|$)", sent)
-            if m:
-                extra.append("Any other failure leaves the errno of %s." % m.group(1))
-        elif not re.search(r"errno:? E[A-Z]", sent):
+        for code in codes_in(sent):
+            # "retrying EINTR", "other than ESRCH", "ENOENT counts as done" are no errors.
+            if code in seen or re.search(r"\b(retr(y|ies|ying)|other than) %s|%s counts as" % (code, code), sent):
+                continue
+            seen.add(code)
+            entries.append((code, explain(code, sent)))
+    for sent in sentences(text):
+        if not re.search(r"errno|\bfail", sent):
+            continue
+        m = re.search(r"\b([\w()]+)'s errno", sent) or \
+            re.search(r"errno:? (?:that )?of (?:a |the )?(?:failed )?([^;:.(]+?)\s*(?:[;:.(]|$)", sent)
+        if entries and m:
+            extra.append("Any other failure leaves the errno of %s." % m.group(1))
+        elif m and RETURN_RE.match(sent):
+            extra.append("On failure errno is that of %s." % m.group(1))
+        elif not codes_in(sent):
             extra.append(sent)
+
+    # "-1 as recvFdAndDataByUnSock", "EPIPE as for lsystem": that function's
+    # explanations serve here too.
+    for m in re.finditer(r"\bas (?:for )?(\w+)", text):
+        other = next((f for f in family.functions if f.name == m.group(1) and f is not fn), None)
+        if other is None:
+            continue
+        theirs = dict(error_entries(other, family)[0])
+        entries = [(c, theirs.get(c, why)) for c, why in entries]
+        if not entries:
+            entries = list(theirs.items())
     if not entries and not extra and fn.void:
         extra.append("None: %s %s no errors." % (names_phrase(fn), "report" if len(fn.group) > 1 else "reports"))
     if not entries and not extra:
         for kind, block in family.body:
             if kind == "prose":
                 extra += [s for s in sentences(block) if re.search(r"errno|\bfail", s)]
-    return entries, [c if c.endswith(".") else c + "." for c in extra]
+    return entries, list(dict.fromkeys(c if c.endswith(".") else c + "." for c in extra))
 
 
 FILLER = {"with", "errno", "NULL", "-1", "0", "or", "and", "Returns", "Return", "returns", "to"}
 
 
-def explain(code, clause):
+def explain(code, sentence):
     """The contract's own words for when code is set, or else strerror's."""
-    before, after = clause[: clause.index(code)], clause[clause.index(code) + len(code) :].strip()
+    text = next(c for c in split_top(sentence, ";") if code in c)
+    # Inside parentheses, only the list item holding the code speaks of it:
+    # "the errno of open (ENOENT, EACCES)", "(EPERM, EINVAL for a bad signal)".
+    at, depth, opened = text.index(code), 0, None
+    for i in range(at - 1, -1, -1):
+        depth += (text[i] == ")") - (text[i] == "(")
+        if depth < 0:
+            opened = i
+            break
+    if opened is not None:
+        close, depth = len(text), 0
+        for i in range(opened, len(text)):
+            depth += (text[i] == "(") - (text[i] == ")")
+            if depth == 0:
+                close = i
+                break
+        text = next(c for c in split_top(text[opened + 1 : close], ",;") if code in c)
+
+    before, after = text[: text.index(code)], text[text.index(code) + len(code) :].strip()
     m = re.match(r"\(([^)]*)\)", after)
     if m and re.search(r"[:,]\s*-?$", before):  # a list: "-1: ENAMETOOLONG (...), EPIPE (...)"
-        text = m.group(1)
+        why = m.group(1)
     else:
-        m = re.match(r"((?:when|if|for|on|from)\b.*?)"
-                     r"(?=,?\s*(?:-?NULL|-1|0) with\b|,?\s*or with\b|,?\s*(?:or\s+)?-?E[A-Z]{2,}\b|$)", after)
+        m = re.match(r"((?:when|if|for|on|from)\b.*?)(?=,?\s*(?:-?NULL|-1|0) with\b|,?\s*or with\b"
+                     r"|,?\s*(?:or\s+)?-?E[A-Z]{2,}\b|,\s*\w+'s\b|$)", after)
         if m and m.group(1).strip():
-            text = m.group(1)
+            why = m.group(1)
+        elif after and re.match(r"(-1 with:?)?\s*$|.*:\s*$", before) and not re.match(r"(is|are)\b", after):
+            why = after  # a table row: "ECONNRESET  the peer has closed"
         else:
-            rest = [w for w in re.findall(r"[\w'-]+", clause.replace(code, "")) if w not in FILLER]
-            if RETURN_RE.search(clause) or len(rest) < 2:
+            rest = [w for w in re.findall(r"[\w'-]+", text.replace(code, "")) if w not in FILLER]
+            if RETURN_RE.search(text) or len(rest) < 2:
                 return os.strerror(getattr(errno, code)) + "."
-            text = clause
-    text = text.strip().rstrip(",.;:")
-    if text.endswith(")") and text.count(")") > text.count("("):
-        text = text[:-1]
-    return text[0].upper() + text[1:] + "."
+            why = text
+    why = why.strip().rstrip(",.;:")
+    if why.endswith(")") and why.count(")") > why.count("("):
+        why = why[:-1]
+    if not why:
+        return os.strerror(getattr(errno, code)) + "."
+    return why[0].upper() + why[1:] + "."
 
 
 def names_phrase(fn):
