@@ -285,12 +285,13 @@ def error_entries(fn, family):
     for sent in sentences(text):
         if not re.search(r"errno|\bfail", sent):
             continue
-        m = re.search(r"\b([\w()]+)'s errno", sent) or \
+        m = re.search(r"((?:\b[\w()]+'s(?:,|\s+or|\s+and)?\s+)+)errno", sent) or \
             re.search(r"errno:? (?:that )?of (?:a |the )?(?:failed )?([^;:.(]+?)\s*(?:[;:.(]|$)", sent)
+        source = m and m.group(1).replace("'s", "").strip()
         if entries and m:
-            extra.append("Any other failure leaves the errno of %s." % m.group(1))
+            extra.append("Any other failure leaves the errno of %s." % source)
         elif m and RETURN_RE.match(sent):
-            extra.append("On failure errno is that of %s." % m.group(1))
+            extra.append("On failure errno is that of %s." % source)
         elif not codes_in(sent):
             extra.append(sent)
 
@@ -455,6 +456,10 @@ def man_page(fn, family, all_names, version):
     for text in (fn.note, fn.contract):
         if text:
             lines.append(roff_prose(" ".join(text.split()), fn, all_names))
+            lines.append(".PP")
+    for name, text, comment in family.types_for(fn):
+        if comment:
+            lines.append(roff_prose("%s: %s" % (name, " ".join(comment.split())), fn, all_names | {name}))
             lines.append(".PP")
     if lines[-1] == ".PP":
         lines.pop()
