@@ -115,6 +115,7 @@ class Function:
         self.contract = contract
         self.note = note
         self.group = []  # the functions sharing this contract, self included
+        self.aliases = []  # exported names a header redirects to this one
 
     @property
     def void(self):
@@ -201,6 +202,15 @@ class Family:
                     last_decl = None
                 else:
                     fn = Function(text, contract, note)
+                    # A declaration in another preprocessor branch that sends
+                    # the same name to another symbol ("__asm__(\"x_time64\")").
+                    first = next((f for f in self.functions if f.name == fn.name), None)
+                    if first is not None:
+                        m = re.search(r'__asm__\s*\(\s*"(\w+)"', text)
+                        if m:
+                            first.aliases.append(m.group(1))
+                        i += 1
+                        continue
                     if last_decl is not None and last_decl.contract == contract:
                         fn.group = last_decl.group
                     fn.group.append(fn)
@@ -433,11 +443,12 @@ def roff_synopsis(fn):
     return out
 
 
-def man_page(fn, family, all_names, version):
+def man_page(fn, family, all_names, version, title=None):
+    names = [g.name for g in fn.group] + [a for g in fn.group for a in g.aliases]
     lines = [
-        '.TH %s 3 "" "libanvil %s" "libanvil Manual"' % (fn.name, version),
+        '.TH %s 3 "" "libanvil %s" "libanvil Manual"' % (title or fn.name, version),
         ".SH NAME",
-        roff_escape(", ".join(g.name for g in fn.group)) + " \\- " + roff_escape(short_description(fn)),
+        roff_escape(", ".join(names)) + " \\- " + roff_escape(short_description(fn)),
         ".SH LIBRARY",
         "The anvil utility library (\\fIlibanvil\\fP, \\fI\\-lanvil\\fP)",
         ".SH SYNOPSIS",
@@ -572,6 +583,7 @@ def main():
                 if h.endswith(".h")]
     families = [f for f in families if f.functions]
     all_names = {fn.name for fam in families for fn in fam.functions}
+    all_names |= {a for fam in families for fn in fam.functions for a in fn.aliases}
 
     problems = []
     man_dir, md_dir = os.path.join(args.out_dir, "man3"), os.path.join(args.out_dir, "md")
@@ -588,6 +600,9 @@ def main():
             if not entries and not extra:
                 problems.append("%s: the contract does not say how it fails, or that it cannot" % where)
             write(os.path.join(man_dir, fn.name + ".3"), man_page(fn, fam, all_names, args.version))
+            for alias in fn.aliases:
+                write(os.path.join(man_dir, alias + ".3"),
+                      man_page(fn, fam, all_names, args.version, title=alias))
         write(os.path.join(md_dir, fam.name + ".md"), md_page(fam, all_names))
     write(os.path.join(md_dir, "index.md"), md_index(families))
     # Pages of functions that are gone must not linger from an earlier run.
