@@ -17,9 +17,9 @@ add_custom_command(OUTPUT ${ANVIL_MANUAL_DIR}/stamp
   COMMENT "Writing the manual from the public headers")
 add_custom_target(manual ALL DEPENDS ${ANVIL_MANUAL_DIR}/stamp)
 
+# Section 3 pages belong with the headers, in the development package.
 include(GNUInstallDirs)
-install(DIRECTORY ${ANVIL_MANUAL_DIR}/man3/ DESTINATION ${CMAKE_INSTALL_MANDIR}/man3)
-install(DIRECTORY ${ANVIL_MANUAL_DIR}/md/ DESTINATION ${CMAKE_INSTALL_DOCDIR}/reference)
+install(DIRECTORY ${ANVIL_MANUAL_DIR}/man3/ DESTINATION ${CMAKE_INSTALL_MANDIR}/man3 COMPONENT dev)
 
 # Written afresh and checked on every test run: every exported function has a
 # page with its return value and errors, and man renders each one cleanly.

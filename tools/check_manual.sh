@@ -24,7 +24,7 @@ fi
 
 # The sections of each page that have text under them, as "page:SECTION".
 awk '
-  /^[A-Za-z_0-9]+\(3\) +libanvil Manual/ { page = $1; sub(/\(3\)$/, "", page); next }
+  /^[A-Za-z_0-9]+\(3\)/ { page = $0; sub(/\(3\).*/, "", page); next }  # a header line
   /^[A-Z][A-Z ]*$/ { heading = $0; next }
   /^       [^ ]/ && heading != "" { print page ":" heading; heading = "" }
 ' "$out/all" | sort -u > "$out/sections"
