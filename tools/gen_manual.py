@@ -5,8 +5,13 @@ Each header under include/anvil/ opens with a comment describing its family;
 a contract comment stands above each ANVIL_API declaration (one comment may
 serve several declarations written on consecutive lines), and a comment
 followed by a blank line states what all the declarations after it share.
-From these come one section-3 man page per function and one Markdown page per
-family, plus an index:
+The first paragraph of the family comment is the family's title, the rest
+its notes. From these come one section-3 man page per function and one
+Markdown page per family, plus an index. RETURN VALUE is read from the
+contract's sentences that say "returns" (or its opening noun phrase, "The
+number of ..."); ERRORS from the errno names it mentions, each explained by
+the words around it, and from whose errno passes through ("read's errno").
+
 
     gen_manual.py [--strict] [--map MAP] [--version V] INCLUDE_DIR OUT_DIR
 
@@ -32,10 +37,6 @@ def sentences(text):
     # An initial, as in "Peter J. Weinberger", does not end a sentence.
     # Sentences may open with a lower-case name ("count must not be ...").
     return [s for s in re.split(r"(?<![ .][A-Z]\.)(?<=[^.][.!?])\s+(?=[A-Za-z0-9_(\"'-])", text) if s]
-
-
-def clauses(sentence):
-    return [c.strip() for c in sentence.split(";") if c.strip()]
 
 
 def codes_in(text):
