@@ -354,7 +354,7 @@ def explain(code, sentence):
         why = m.group(1)
     else:
         m = re.match(r"((?:when|if|for|on|from)\b.*?)(?=,?\s*(?:-?NULL|-1|0) with\b|,?\s*or with\b"
-                     r"|,?\s*(?:or\s+)?-?E[A-Z]{2,}\b|,\s*\w+'s\b|$)", after)
+                     r"|,?\s*(?:or\s+)?-?E[A-Z]{2,}\b|,\s*\w+'s\b|,\s*(?:or\s+)?with\b|$)", after)
         if m and m.group(1).strip():
             why = m.group(1)
         elif after and re.match(r"(-1 with:?)?\s*$|.*:\s*$", before) and not re.match(r"(is|are)\b", after):
