@@ -74,7 +74,7 @@ int main(int argc, char **argv)
             fprintf(stderr, "could not start anvil-execd\n");
             return 1;
         }
-        printf("started a private anvil-execd (pid %d)\n", (int)daemon);
+        printf("started a private anvil-execd\n");
     } else {
         printf("using the running daemon on \"execd\"\n");
     }

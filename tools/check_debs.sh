@@ -40,8 +40,9 @@ check() {
 check libanvil1 'libc6 \(>= 2\.[0-9]+\)' \
   "./usr/$libdir/libanvil.so.1 -> libanvil.so.1.0.0" "./usr/$libdir/libanvil.so.1.0.0"
 headers=$(cd "$(dirname "$0")/../include" && find . -name '*.h' | sed 's,^\.,./usr/include,')
+pages=$(cd "$build/manual" 2>/dev/null && find man3 -name '*.3' | sed 's,^,./usr/share/man/,')
 # shellcheck disable=SC2086
-check libanvil-dev "libanvil1 \(= $version\)" $headers \
+check libanvil-dev "libanvil1 \(= $version\)" $headers $pages \
   "./usr/$libdir/libanvil.so -> libanvil.so.1" "./usr/$libdir/pkgconfig/anvil.pc" \
   "./usr/$libdir/cmake/anvil/anvilConfig.cmake" "./usr/$libdir/cmake/anvil/anvilConfigVersion.cmake" \
   "./usr/$libdir/cmake/anvil/anvilTargets.cmake" "./usr/$libdir/cmake/anvil/anvilTargets-$config.cmake"

@@ -20,7 +20,8 @@ DESTDIR=$stage cmake --install "$build" > "$tmp/install.log"
 
 for f in include/anvil.h include/anvil/time_arith.h "$libdir/libanvil.so.1.0.0" \
          "$libdir/pkgconfig/anvil.pc" "$libdir/cmake/anvil/anvilConfig.cmake" \
-         "$libdir/cmake/anvil/anvilConfigVersion.cmake" "$libdir/cmake/anvil/anvilTargets.cmake"; do
+         "$libdir/cmake/anvil/anvilConfigVersion.cmake" "$libdir/cmake/anvil/anvilTargets.cmake" \
+         share/man/man3/readn.3 share/man/man3/ini_parser_create.3; do
   [ -f "$stage$prefix/$f" ] || say "not installed: $prefix/$f"
 done
 for link in libanvil.so:libanvil.so.1 libanvil.so.1:libanvil.so.1.0.0; do

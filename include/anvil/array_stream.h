@@ -9,6 +9,8 @@
  * Writes and reads copy nothing: they hand out addresses inside a chunk.
  * Counts, indices and lengths are in elements, not bytes. No function checks
  * the handle for NULL. The stream never looks inside its elements.
+ * Only array_stream_create, array_stream_write and array_stream_index fail
+ * and set errno; the others cannot fail.
  */
 #ifndef ANVIL_ARRAY_STREAM_H
 #define ANVIL_ARRAY_STREAM_H

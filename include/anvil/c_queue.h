@@ -6,7 +6,8 @@
  * a cast. Values are stored as given; what they point to stays the caller's.
  * The capacity is fixed at creation and never grows. Pop and peek on an empty
  * container return 0 with errno ENODATA; a stored 0 comes back without errno
- * being set, so callers that store zeros check the length instead.
+ * being set, so callers that store zeros check the length instead. Only
+ * create, push, pop and peek report failures; the lengths cannot fail.
  * No operation checks the handle for NULL, and none locks.
  */
 #ifndef ANVIL_C_QUEUE_H
@@ -41,7 +42,9 @@ ANVIL_API uintptr_t c_queue_peek(const c_queue *queue);
 /* Number of values held. */
 ANVIL_API uint32_t c_queue_length(const c_queue *queue);
 
-/* As c_queue_create, for a stack. */
+/* Returns a new empty stack of capacity slots (0 is allowed), or NULL: EINVAL
+ * when the slot array would not fit in 32 bits, ENOMEM when either
+ * allocation fails (nothing is left allocated). */
 ANVIL_API c_stack *c_stack_create(uint32_t capacity);
 
 /* Frees the slots, then the stack. */

@@ -8,7 +8,9 @@
  * `free` itself fits. The single removals call it once the list is
  * consistent again; dlist_clear and dlist_destroy call it during their walk,
  * before the list is reset, so it must not use the list there.
- * No operation checks the list handle for NULL, and none locks.
+ * No operation checks the list handle for NULL, and none locks. Only the
+ * insertions and dlist_remove_node fail and set errno; the lookups and the
+ * other removals cannot fail.
  */
 #ifndef ANVIL_DLIST_H
 #define ANVIL_DLIST_H

@@ -42,13 +42,16 @@ typedef void (*ini_parser_callback)(void *arg, const char *section, const char *
                                     const char *value);
 
 /* Loads and parses the file at config->path into a new handle, which the
- * caller releases with ini_parser_destroy. Returns NULL with errno: that of
- * open, fstat or the read; ENOMEM; EBUSY when the file shrank while being
- * read; ENOEXEC when it is malformed. Nothing is left allocated or open on
- * failure. */
+ * caller releases with ini_parser_destroy. Returns the handle, or NULL with
+ * errno: that of open, fstat or the read; ENOMEM; EBUSY when the file shrank
+ * while being read; ENOEXEC when it is malformed. Nothing is left allocated
+ * or open on failure. */
 ANVIL_API ini_parser *ini_parser_create_by_config(const ini_parser_config *config);
 
-/* ini_parser_create_by_config with path and 7 hash bits (128 buckets). */
+/* Loads path as ini_parser_create_by_config does, with 7 hash bits (128
+ * buckets). Returns the new handle, or NULL with errno: that of open, fstat
+ * or the read; ENOMEM; EBUSY when the file shrank while being read; ENOEXEC
+ * when it is malformed. */
 ANVIL_API ini_parser *ini_parser_create(const char *path);
 
 /* Releases the handle and every string obtained from it. */

@@ -33,11 +33,13 @@ ANVIL_API ssize_t sockreadn(int fd, void *buf, size_t n);
 ANVIL_API ssize_t sockwriten(int fd, const void *buf, size_t n);
 
 /* Adds flags (such as FD_CLOEXEC) to the descriptor flags: F_GETFD, then
- * F_SETFD with old | flags. Never clears a flag. Returns 0 or -1. */
+ * F_SETFD with old | flags. Never clears a flag. Returns 0, or -1 with the
+ * errno of fcntl (EBADF when fd is not open). */
 ANVIL_API int fcntl_setfd(int fd, int flags);
 
 /* Adds flags (such as O_NONBLOCK) to the file status flags: F_GETFL, then
- * F_SETFL with old | flags. Never clears a flag. Returns 0 or -1. */
+ * F_SETFL with old | flags. Never clears a flag. Returns 0, or -1 with the
+ * errno of fcntl (EBADF when fd is not open). */
 ANVIL_API int fcntl_setfl(int fd, int flags);
 
 ANVIL_END_DECLS

@@ -2,7 +2,8 @@
  *
  * The text is terminated at every moment. The buffer starts at 512 bytes and,
  * when a piece does not fit, grows to twice the length the text then needs.
- * No operation checks the handle for NULL, and none locks.
+ * No operation checks the handle for NULL, and none locks. Only create and
+ * append fail and set errno; the other operations cannot fail.
  */
 #ifndef ANVIL_STRING_BUILDER_H
 #define ANVIL_STRING_BUILDER_H
@@ -39,7 +40,7 @@ ANVIL_API int string_builder_append(string_builder *builder, const char *format,
  * one changes nothing. */
 ANVIL_API void string_builder_truncate(string_builder *builder, uint32_t length);
 
-/* Bytes of text, not counting the NUL. */
+/* The number of bytes of text, not counting the NUL. */
 ANVIL_API uint32_t string_builder_length(const string_builder *builder);
 
 /* The text itself, owned by the builder: do not free it, and do not use it
