@@ -42,8 +42,8 @@ ANVIL_API int mkdirp(const char *path);
  * holds one open directory while it recurses. */
 ANVIL_API int rm(const char *path);
 
-/* Renames source to destination. Across file systems (EXDEV) it copies the
- * content with __copyFile(source, destination, 1), then unlinks source:
+/* Renames source to destination. Where rename cannot cross file systems it
+ * copies the content with __copyFile(source, destination, 1), then unlinks source:
  * only files move that way (a directory fails with EISDIR; a symbolic link
  * arrives as a regular file with its target's content). Returns 0, or -1
  * with the errno of rename, the copy (source kept, partial destination left)
