@@ -21,7 +21,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include "support/isolated_test.hpp"
+#include "support/scratch_dir.hpp"
 
 extern char **environ;
 
@@ -29,13 +29,7 @@ namespace {
 
 using namespace std::chrono_literals;
 
-std::string read_file(const std::string &path)
-{
-    std::ifstream in(path);
-    std::stringstream s;
-    s << in.rdbuf();
-    return s.str();
-}
+using anvil_test::read_file;
 
 // True when /proc no longer shows the process, or only as a zombie that
 // is somebody else's (reparented) to reap.
@@ -114,27 +108,24 @@ private:
     int status_ = -1;
 };
 
-class Execd : public anvil_test::IsolatedTest {
+// A scratch directory per test in a private network namespace (abstract
+// socket names) with a private /var/run (the pid-file lock).
+class Execd : public anvil_test::ScratchTest {
 protected:
     void SetUp() override
     {
-        IsolatedTest::SetUp();
-        if (IsSkipped())
-            return;
-        // The pid-file lock lives in /var/run: a private one per test program.
-        static const bool private_run =
-            anvil_test::enter_private_mountns() && anvil_test::mount_tmpfs("/var/run", 1 << 20);
-        if (!private_run)
-            GTEST_SKIP() << "no private /var/run (needs CAP_SYS_ADMIN)";
-        char tmpl[] = "/tmp/execd-test-XXXXXX";
-        ASSERT_NE(mkdtemp(tmpl), nullptr);
-        dir_ = tmpl;
+        static const bool isolated = anvil_test::enter_private_netns() &&
+                                     anvil_test::enter_private_mountns() &&
+                                     anvil_test::mount_tmpfs("/var/run", 1 << 20);
+        if (!isolated)
+            GTEST_SKIP() << "no private namespaces (needs CAP_SYS_ADMIN)";
+        ScratchTest::SetUp();
+        dir_ = std::filesystem::path(path("x")).parent_path();
     }
     void TearDown() override
     {
-        if (!dir_.empty())
-            std::system(("rm -rf " + dir_).c_str());
-        IsolatedTest::TearDown();
+        if (!IsSkipped())
+            ScratchTest::TearDown();
     }
 
     std::string dir_;

@@ -1,19 +1,13 @@
 #include <anvil/file_log.h>
 #include <gtest/gtest.h>
 
-#include <cerrno>
 #include <cstdlib>
 #include <ctime>
-#include <filesystem>
-#include <fstream>
-#include <sstream>
-#include <string>
-#include <sys/stat.h>
-#include <unistd.h>
 
-#include "support/test_support.hpp"
+#include "support/scratch_dir.hpp"
 
 namespace fs = std::filesystem;
+using anvil_test::read_file;
 
 namespace {
 
@@ -22,40 +16,27 @@ namespace {
 constexpr char kZone[] = "XST-5:30";
 constexpr time_t kZoneOffset = 5 * 3600 + 30 * 60;
 
-class FileLog : public ::testing::Test {
+class FileLog : public anvil_test::ScratchTest {
 protected:
     void SetUp() override
     {
+        ScratchTest::SetUp();
         setenv("TZ", kZone, 1);
         tzset();
-        char dir[] = "/tmp/anvil-logXXXXXX";
-        ASSERT_NE(mkdtemp(dir), nullptr);
-        dir_ = dir;
-        path_ = dir_ + "/app.log";
+        path_ = path("app.log");
+        dir_ = fs::path(path_).parent_path();
         mask_ = umask(0);
-        fds_ = anvil_test::open_fd_count();
     }
     void TearDown() override
     {
         umask(mask_);
-        EXPECT_EQ(anvil_test::open_fd_count(), fds_) << "descriptor leaked";
-        fs::remove_all(dir_);
+        ScratchTest::TearDown();
     }
     std::string rotated(int i) const { return path_ + "." + std::to_string(i); }
 
     std::string dir_, path_;
-
-private:
     mode_t mask_ = 0;
-    int fds_ = 0;
 };
-
-std::string content(const std::string &path)
-{
-    std::ostringstream s;
-    s << std::ifstream(path, std::ios::binary).rdbuf();
-    return s.str();
-}
 
 std::string stamp_in_zone(time_t t)
 {
@@ -91,7 +72,7 @@ TEST_F(FileLog, LineFormat)
             file_log_append(log, "%s", c.message.c_str());
             after = time(nullptr);
             file_log_destroy(log);
-            line = content(path_);
+            line = read_file(path_);
         } while (before != after);
         EXPECT_EQ(line, stamp_in_zone(before) + " " + c.expected);
     }
@@ -114,7 +95,7 @@ TEST_F(FileLog, RotationKeepsBackupCountFilesNewestFirst)
         file_log_destroy(log);
         EXPECT_FALSE(fs::exists(path_)) << "the next append creates the live file";
         for (int i = 0; i < c.kept; ++i)
-            EXPECT_EQ(content(rotated(i)).substr(16), "line " + std::to_string(lines - 1 - i) + "\n") << c.backup_count;
+            EXPECT_EQ(read_file(rotated(i)).substr(16), "line " + std::to_string(lines - 1 - i) + "\n") << c.backup_count;
         EXPECT_FALSE(fs::exists(rotated(c.kept))) << c.backup_count;
     }
 }
@@ -144,14 +125,14 @@ TEST_F(FileLog, ExistingFileIsContinuedOrRotatedAtCreation)
     file_log *log = file_log_create(path_.c_str(), 1, 100);
     file_log_append(log, "%s", "hello");
     file_log_destroy(log);
-    EXPECT_EQ(content(path_).substr(0, 9), "old line\n");
-    EXPECT_EQ(content(path_).substr(9 + 16), "hello\n");
+    EXPECT_EQ(read_file(path_).substr(0, 9), "old line\n");
+    EXPECT_EQ(read_file(path_).substr(9 + 16), "hello\n");
 
     std::string big(300, 'b');
     std::ofstream(path_) << big;
     log = file_log_create(path_.c_str(), 1, 100);
     EXPECT_FALSE(fs::exists(path_));
-    EXPECT_EQ(content(rotated(0)), big);
+    EXPECT_EQ(read_file(rotated(0)), big);
     file_log_append(log, "%s", "hello");
     file_log_destroy(log);
     EXPECT_EQ(fs::file_size(path_), 22u);
@@ -170,12 +151,12 @@ TEST_F(FileLog, NeverWritesThroughASymbolicLink)
 
     fs::create_symlink(target, path_);  // planted between a rotation and an append
     file_log_append(log, "%s", "dropped");
-    EXPECT_EQ(content(target), "keep");
+    EXPECT_EQ(read_file(target), "keep");
     fs::remove(path_);
     file_log_append(log, "%s", "hello");
     EXPECT_EQ(fs::file_size(rotated(0)), 22u);
     file_log_destroy(log);
-    EXPECT_EQ(content(target), "keep");
+    EXPECT_EQ(read_file(target), "keep");
 }
 
 TEST_F(FileLog, DropsLinesWhileTheDirectoryIsGoneThenRecovers)
@@ -192,7 +173,7 @@ TEST_F(FileLog, DropsLinesWhileTheDirectoryIsGoneThenRecovers)
     fs::create_directory(sub);
     file_log_append(log, "%s", "back");
     file_log_destroy(log);
-    EXPECT_EQ(content(path + ".0").substr(16), "back\n");
+    EXPECT_EQ(read_file(path + ".0").substr(16), "back\n");
     EXPECT_FALSE(fs::exists(path + ".1"));
 }
 

@@ -1,20 +1,14 @@
 #include <anvil/pidfile.h>
 #include <gtest/gtest.h>
 
-#include <cerrno>
 #include <fcntl.h>
-#include <fstream>
-#include <sstream>
-#include <string>
-#include <sys/mount.h>
-#include <sys/stat.h>
 #include <sys/wait.h>
-#include <unistd.h>
-#include <vector>
 
-#include "support/test_support.hpp"
+#include "support/scratch_dir.hpp"
 
 namespace {
+
+using anvil_test::mode_of;
 
 // Each test gets an empty tmpfs of its own on /var/run, seen only inside this
 // process's private mount namespace and its children.
@@ -42,17 +36,11 @@ private:
     int fds_ = 0;
 };
 
-std::string content(const std::string &path)
+// The errno a guard fails with (errno cleared first), or 0 when it succeeds.
+int fails(int (*guard)(const char *), const std::string &name)
 {
-    std::ostringstream s;
-    s << std::ifstream(path).rdbuf();
-    return s.str();
-}
-
-unsigned mode_of(const char *path)
-{
-    struct stat st;
-    return stat(path, &st) == 0 ? st.st_mode & 07777 : ~0u;
+    errno = 0;
+    return anvil_test::failure(guard(name.c_str()));
 }
 
 struct Outcome {
@@ -117,7 +105,7 @@ TEST_F(PidFile, OneWinnerPerRaceAndTheFileHoldsItsPid)
         ASSERT_TRUE((a.error == 0) != (b.error == 0)) << "round " << round << ": " << a.error << ", " << b.error;
         const Outcome &winner = a.error == 0 ? a : b, &loser = a.error == 0 ? b : a;
         EXPECT_EQ(loser.error, EWOULDBLOCK);
-        ASSERT_EQ(content("/var/run/race.pid"), std::to_string(winner.pid) + "\n") << "round " << round;
+        ASSERT_EQ(anvil_test::read_file("/var/run/race.pid"), std::to_string(winner.pid) + "\n") << "round " << round;
     }
     EXPECT_EQ(mode_of("/var/run/race.pid"), 0644u);
 }
@@ -131,11 +119,11 @@ TEST_F(PidFile, LockIsPerOpenFileAndStaleFilesDoNotBlock)
                          "stale");
         ASSERT_EQ(twice.outcomes.size(), 1u);
         EXPECT_EQ(twice.outcomes[0].error, EWOULDBLOCK);
-        EXPECT_EQ(content("/var/run/stale.pid"), std::to_string(twice.outcomes[0].pid) + "\n");
+        EXPECT_EQ(anvil_test::read_file("/var/run/stale.pid"), std::to_string(twice.outcomes[0].pid) + "\n");
     }
     Contenders later(1, ensureOnlyoneProcessEntity, "stale");
     EXPECT_EQ(later.outcomes[0].error, 0);
-    EXPECT_EQ(content("/var/run/stale.pid"), std::to_string(later.outcomes[0].pid) + "\n");
+    EXPECT_EQ(anvil_test::read_file("/var/run/stale.pid"), std::to_string(later.outcomes[0].pid) + "\n");
 }
 
 TEST_F(PidFile, RunOnceWinsOnceAcrossProcesses)
@@ -144,10 +132,8 @@ TEST_F(PidFile, RunOnceWinsOnceAcrossProcesses)
     ASSERT_EQ(race.outcomes.size(), 2u);
     const Outcome &a = race.outcomes[0], &b = race.outcomes[1];
     EXPECT_EQ(a.error + b.error, EEXIST) << "one winner, one EEXIST";
-    EXPECT_EQ(content("/var/run/once.pid"), std::to_string(a.error ? b.pid : a.pid) + "\n");
-    errno = 0;
-    EXPECT_EQ(ensureProcessOnlyRunOnce("once"), -1);
-    EXPECT_EQ(errno, EEXIST);
+    EXPECT_EQ(anvil_test::read_file("/var/run/once.pid"), std::to_string(a.error ? b.pid : a.pid) + "\n");
+    EXPECT_EQ(fails(ensureProcessOnlyRunOnce, "once"), EEXIST);
     EXPECT_EQ(mode_of("/var/run/once.pid"), 0644u);
 }
 
@@ -168,23 +154,15 @@ TEST_F(PidFile, FailuresKeepTheirErrnoAndCloseTheFile)
     while (write(filler, block, sizeof block) > 0) {
     }
     close(filler);
-    errno = 0;
-    EXPECT_EQ(ensureOnlyoneProcessEntity("full"), -1);
-    EXPECT_EQ(errno, ENOSPC);
+    EXPECT_EQ(fails(ensureOnlyoneProcessEntity, "full"), ENOSPC);
     EXPECT_EQ(ensureProcessOnlyRunOnce("once"), 0) << "a pid that cannot be written is not reported";
-    EXPECT_EQ(content("/var/run/once.pid"), "");
+    EXPECT_EQ(anvil_test::read_file("/var/run/once.pid"), "");
     unlink("/var/run/filler");
     EXPECT_EQ(Contenders(1, ensureOnlyoneProcessEntity, "full").outcomes[0].error, 0) << "the failed call dropped its lock";
 
-    for (auto guard : {ensureOnlyoneProcessEntity, ensureProcessOnlyRunOnce}) {
-        errno = 0;
-        EXPECT_EQ(guard("no-such-dir/x"), -1);
-        EXPECT_EQ(errno, ENOENT);
-    }
+    for (auto guard : {ensureOnlyoneProcessEntity, ensureProcessOnlyRunOnce})
+        EXPECT_EQ(fails(guard, "no-such-dir/x"), ENOENT);
     ASSERT_EQ(mount(nullptr, "/var/run", nullptr, MS_REMOUNT | MS_RDONLY, nullptr), 0);
-    for (auto guard : {ensureOnlyoneProcessEntity, ensureProcessOnlyRunOnce}) {
-        errno = 0;
-        EXPECT_EQ(guard("ro"), -1);
-        EXPECT_EQ(errno, EROFS);
-    }
+    for (auto guard : {ensureOnlyoneProcessEntity, ensureProcessOnlyRunOnce})
+        EXPECT_EQ(fails(guard, "ro"), EROFS);
 }
