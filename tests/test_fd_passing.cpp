@@ -1,15 +1,17 @@
 #include <anvil/fd_passing.h>
 #include <gtest/gtest.h>
 
-#include <cerrno>
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
-#include <sys/socket.h>
 #include <sys/wait.h>
-#include <unistd.h>
+#include <tuple>
+#include <vector>
 
+#include "support/io_helpers.hpp"
 #include "support/isolated_test.hpp"
+
+using anvil_test::fails;
 
 namespace {
 
@@ -49,25 +51,20 @@ TEST_F(FdPassing, RefusesEmptyArgumentsBeforeAnyTransfer)
 {
     char buf[4];
     size_t len = 4, zero = 0;
-    struct {
+    const struct {
         const char *what;
-        long result;
-        int err;  // braced members are initialised in order: errno after the call
+        int err;
     } cases[] = {
-        {"send: no data", sendFdAndDataByUnSock(sv[0], 0, "x", 0), errno},
-        {"send: NULL data", sendFdAndDataByUnSock(sv[0], 0, nullptr, 1), errno},
-        {"send: fd -1", sendFdAndDataByUnSock(sv[0], -1, "x", 1), errno},
-        {"receive: NULL buffer", recvFdAndDataByUnSock(sv[1], nullptr, &len), errno},
-        {"receive: NULL length", recvFdAndDataByUnSock(sv[1], buf, nullptr), errno},
-        {"receive: length 0", recvFdAndDataByUnSock(sv[1], buf, &zero), errno},
+        {"send: no data", fails(sendFdAndDataByUnSock(sv[0], 0, "x", 0))},
+        {"send: NULL data", fails(sendFdAndDataByUnSock(sv[0], 0, nullptr, 1))},
+        {"send: fd -1", fails(sendFdAndDataByUnSock(sv[0], -1, "x", 1))},
+        {"receive: NULL buffer", fails(recvFdAndDataByUnSock(sv[1], nullptr, &len))},
+        {"receive: NULL length", fails(recvFdAndDataByUnSock(sv[1], buf, nullptr))},
+        {"receive: length 0", fails(recvFdAndDataByUnSock(sv[1], buf, &zero))},
     };
-    for (auto &c : cases) {
-        EXPECT_EQ(c.result, -1) << c.what;
+    for (auto &c : cases)
         EXPECT_EQ(c.err, EINVAL) << c.what;
-    }
-    errno = 0;
-    EXPECT_EQ(recv(sv[1], buf, 4, MSG_DONTWAIT), -1);  // nothing was sent
-    EXPECT_EQ(errno, EAGAIN);
+    EXPECT_EQ(fails(recv(sv[1], buf, 4, MSG_DONTWAIT)), EAGAIN);  // nothing was sent
 }
 
 TEST_F(FdPassing, APassedDescriptorSharesTheFileOffsetAcrossProcesses)
@@ -101,18 +98,14 @@ TEST_F(FdPassing, DataAndTheControlMessageOnTheWire)
     EXPECT_EQ(msg.msg_controllen, CMSG_SPACE(sizeof(int)));
     cmsghdr *c = CMSG_FIRSTHDR(&msg);
     ASSERT_TRUE(c);
-    EXPECT_EQ(c->cmsg_len, CMSG_LEN(sizeof(int)));
-    EXPECT_EQ(c->cmsg_level, SOL_SOCKET);
-    EXPECT_EQ(c->cmsg_type, SCM_RIGHTS);
+    EXPECT_EQ(std::make_tuple(size_t(c->cmsg_len), c->cmsg_level, c->cmsg_type),
+              std::make_tuple(size_t(CMSG_LEN(sizeof(int))), SOL_SOCKET, int(SCM_RIGHTS)));
     int got;
     std::memcpy(&got, CMSG_DATA(c), sizeof got);
     if (sizeof(void *) == 4) {  // the 32-bit layout: four words, 16 bytes
-        std::uint32_t words[4];
-        std::memcpy(words, control, sizeof words);
-        EXPECT_EQ(words[0], 16u);
-        EXPECT_EQ(words[1], 1u);
-        EXPECT_EQ(words[2], 1u);
-        EXPECT_EQ(words[3], std::uint32_t(got));
+        std::vector<std::uint32_t> words(4);
+        std::memcpy(words.data(), control, 16);
+        EXPECT_EQ(words, (std::vector<std::uint32_t>{16, 1, 1, std::uint32_t(got)}));
         EXPECT_EQ(msg.msg_controllen, 16u);
     }
     close(got);
@@ -120,11 +113,9 @@ TEST_F(FdPassing, DataAndTheControlMessageOnTheWire)
     // And the other way: 10 bytes into a 100-byte buffer.
     ASSERT_EQ(sendFdAndDataByUnSock(sv[1], STDIN_FILENO, "0123456789", 10), 10);
     size_t len = sizeof data;
-    int fd = recvFdAndDataByUnSock(sv[0], data, &len);
+    anvil_test::Fd fd{recvFdAndDataByUnSock(sv[0], data, &len)};
     EXPECT_GE(fd, 0);
-    EXPECT_EQ(len, 10u);
     EXPECT_EQ(std::string(data, len), "0123456789");
-    close(fd);
 }
 
 TEST_F(FdPassing, MessagesWithoutOneDescriptorAreRefused)
@@ -132,8 +123,7 @@ TEST_F(FdPassing, MessagesWithoutOneDescriptorAreRefused)
     ASSERT_EQ(send(sv[0], "plain", 5, 0), 5);
     char buf[16] = {};
     size_t len = sizeof buf;
-    EXPECT_EQ(recvFdAndDataByUnSock(sv[1], buf, &len), -1);
-    EXPECT_EQ(errno, EPROTOTYPE);
+    EXPECT_EQ(fails(recvFdAndDataByUnSock(sv[1], buf, &len)), EPROTOTYPE);
     EXPECT_EQ(len, 5u);
     EXPECT_STREQ(buf, "plain");
 
@@ -150,8 +140,7 @@ TEST_F(FdPassing, MessagesWithoutOneDescriptorAreRefused)
         c->cmsg_type = SCM_RIGHTS;
         std::memcpy(CMSG_DATA(c), two, sizeof two);
         ASSERT_EQ(sendmsg(sv[0], &msg, 0), 1);
-        EXPECT_EQ(recvFdByUnSock(sv[1]), -1);
-        EXPECT_EQ(errno, EPROTOTYPE);
+        EXPECT_EQ(fails(recvFdByUnSock(sv[1])), EPROTOTYPE);
     }
 }
 
@@ -161,12 +150,9 @@ TEST_F(FdPassing, AClosedPeer)
     sv[0] = -1;
     char buf[4];
     size_t len = sizeof buf;
-    EXPECT_EQ(recvFdAndDataByUnSock(sv[1], buf, &len), -1);
-    EXPECT_EQ(errno, ECONNRESET);
+    EXPECT_EQ(fails(recvFdAndDataByUnSock(sv[1], buf, &len)), ECONNRESET);
     EXPECT_EQ(len, sizeof buf);
-    EXPECT_EQ(recvFdByUnSock(sv[1]), -1);
-    EXPECT_EQ(errno, ECONNRESET);
+    EXPECT_EQ(fails(recvFdByUnSock(sv[1])), ECONNRESET);
     // SIGPIPE keeps its default action: raising it would end the program.
-    EXPECT_EQ(sendFdAndDataByUnSock(sv[1], STDIN_FILENO, "x", 1), -1);
-    EXPECT_EQ(errno, EPIPE);
+    EXPECT_EQ(fails(sendFdAndDataByUnSock(sv[1], STDIN_FILENO, "x", 1)), EPIPE);
 }

@@ -2,32 +2,17 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
-#include <cerrno>
-#include <csignal>
 #include <fcntl.h>
 #include <pthread.h>
-#include <sys/socket.h>
 #include <thread>
-#include <unistd.h>
 #include <vector>
 
-namespace {
+#include "support/io_helpers.hpp"
 
-// Two connected descriptors: [0] reads, [1] writes.
-struct Channel {
-    int fd[2];
-    explicit Channel(bool socket)
-    {
-        EXPECT_EQ(socket ? socketpair(AF_UNIX, SOCK_STREAM, 0, fd) : pipe(fd), 0);
-    }
-    ~Channel() { close(fd[0]); close_writer(); }
-    void close_writer()
-    {
-        if (fd[1] >= 0)
-            close(fd[1]);
-        fd[1] = -1;
-    }
-};
+using anvil_test::Channel;
+using anvil_test::fails;
+
+namespace {
 
 std::vector<unsigned char> pattern(size_t n)
 {
@@ -42,26 +27,19 @@ std::vector<unsigned char> pattern(size_t n)
 // The handler stays installed: several interrupters may overlap.
 class Interrupter {
 public:
-    Interrupter() : target_(pthread_self())
+    Interrupter()
     {
         struct sigaction sa {};
         sa.sa_handler = [](int) {};
         sigaction(SIGUSR1, &sa, nullptr);
-        thread_ = std::thread([this] {
-            while (!stop_) {
-                pthread_kill(target_, SIGUSR1);
-                usleep(2000);
-            }
+        thread_ = std::thread([this, target = pthread_self()] {
+            for (; !stop_; usleep(2000))
+                pthread_kill(target, SIGUSR1);
         });
     }
-    ~Interrupter()
-    {
-        stop_ = true;
-        thread_.join();
-    }
+    ~Interrupter() { stop_ = true, thread_.join(); }
 
 private:
-    pthread_t target_;
     std::atomic<bool> stop_{false};
     std::thread thread_;
 };
@@ -89,7 +67,7 @@ TEST(Transfer, ReadsGatherOneBytePiecesUntilEndOfFile)
             usleep(200);
         }
         write(p.fd[1], "tail", 4);
-        p.close_writer();
+        p.close_end(1);
     });
     std::vector<unsigned char> got(64);
     EXPECT_EQ(readn(p.fd[0], got.data(), got.size()), 64);
@@ -110,13 +88,11 @@ TEST(Transfer, SignalsNeitherEndNorCorruptATransfer)
         std::vector<unsigned char> got(data.size());
         std::thread reader([&] {
             Interrupter signals;
-            auto read = socket ? sockreadn : readn;
-            EXPECT_EQ(read(c.fd[0], got.data(), got.size()), ssize_t(got.size()));
+            EXPECT_EQ((socket ? sockreadn : readn)(c.fd[0], got.data(), got.size()), ssize_t(got.size()));
         });
         {
             Interrupter signals;
-            auto write = socket ? sockwriten : writen;
-            EXPECT_EQ(write(c.fd[1], data.data(), data.size()), ssize_t(data.size()));
+            EXPECT_EQ((socket ? sockwriten : writen)(c.fd[1], data.data(), data.size()), ssize_t(data.size()));
         }
         reader.join();
         EXPECT_EQ(got, data) << (socket ? "socket" : "pipe");
@@ -132,22 +108,18 @@ TEST(Transfer, EndConditions)
     EXPECT_EQ(errno, ENOSPC);
     close(full);
 
-    Channel early(true);
+    Channel early;
     ASSERT_EQ(send(early.fd[1], "ab", 2, 0), 2);
-    early.close_writer();
+    early.close_end(1);
     char buf[4];
-    EXPECT_EQ(sockreadn(early.fd[0], buf, 4), -1);
-    EXPECT_EQ(errno, ECONNRESET);
+    EXPECT_EQ(fails(sockreadn(early.fd[0], buf, 4)), ECONNRESET);
     // SIGPIPE keeps its default action here: raising it would end the program.
-    EXPECT_EQ(sockwriten(early.fd[0], "x", 1), -1);
-    EXPECT_EQ(errno, EPIPE);
+    EXPECT_EQ(fails(sockwriten(early.fd[0], "x", 1)), EPIPE);
 
     Channel p(false);
     ASSERT_EQ(fcntl_setfl(p.fd[0], O_NONBLOCK), 0);
-    EXPECT_EQ(readn(p.fd[0], buf, 4), -1);
-    EXPECT_EQ(errno, EAGAIN);
-    EXPECT_EQ(writen(p.fd[0], "x", 1), -1);  // the read end
-    EXPECT_EQ(errno, EBADF);
+    EXPECT_EQ(fails(readn(p.fd[0], buf, 4)), EAGAIN);
+    EXPECT_EQ(fails(writen(p.fd[0], "x", 1)), EBADF);  // the read end
 }
 
 TEST(Fcntl, AddsFlagsAndNeverClears)
@@ -160,8 +132,6 @@ TEST(Fcntl, AddsFlagsAndNeverClears)
     EXPECT_EQ(fcntl_setfd(fd, FD_CLOEXEC), 0);
     EXPECT_EQ(fcntl(fd, F_GETFD) & FD_CLOEXEC, FD_CLOEXEC);
     close(fd);
-    EXPECT_EQ(fcntl_setfd(fd, FD_CLOEXEC), -1);
-    EXPECT_EQ(errno, EBADF);
-    EXPECT_EQ(fcntl_setfl(fd, O_NONBLOCK), -1);
-    EXPECT_EQ(errno, EBADF);
+    EXPECT_EQ(fails(fcntl_setfd(fd, FD_CLOEXEC)), EBADF);
+    EXPECT_EQ(fails(fcntl_setfl(fd, O_NONBLOCK)), EBADF);
 }
