@@ -4,6 +4,7 @@
 #include <numeric>
 #include <random>
 #include <string>
+#include <tuple>
 #include <vector>
 
 namespace {
@@ -30,41 +31,28 @@ struct Segments {
 
 TEST(IovIter, AdvanceAndSingleSegmentCount)
 {
-    struct Case {
-        std::vector<size_t> lens;
-        size_t bytes;
-        size_t seg, seg_offset;
-        unsigned nr_segs;
-        size_t count, single;
-    } cases[] = {
+    // Where the iterator ends: segment, offset in it, segments and bytes
+    // left, and the single-segment count there.
+    struct Case { std::vector<size_t> lens; size_t bytes, seg, seg_offset, nr_segs, count, single; } cases[] = {
         {{3, 0, 5}, 3, 2, 0, 1, 5, 5},  // the empty segment is stepped over
-        {{3, 5}, 2, 0, 2, 2, 6, 1},
-        {{10}, 4, 0, 4, 1, 6, 6},
+        {{3, 5}, 2, 0, 2, 2, 6, 1}, {{10}, 4, 0, 4, 1, 6, 6},
         {{4}, 4, 0, 4, 1, 0, 0},        // the last segment is never left
-        {{2, 0}, 2, 1, 0, 1, 0, 0},
-        {{2, 3, 0, 0, 4}, 5, 4, 0, 1, 4, 4},
-        {{2, 3, 4}, 0, 0, 0, 3, 9, 2},
+        {{2, 0}, 2, 1, 0, 1, 0, 0}, {{2, 3, 0, 0, 4}, 5, 4, 0, 1, 4, 4}, {{2, 3, 4}, 0, 0, 0, 3, 9, 2},
     };
     for (const Case &c : cases) {
         Segments s(c.lens);
         iov_iter it = s.iter();
         iov_iter_advance(&it, c.bytes);
-        SCOPED_TRACE(testing::Message() << "segments " << c.lens.size() << ", by " << c.bytes);
-        EXPECT_EQ(it.seg, &s.v[c.seg]);
-        EXPECT_EQ(it.seg_offset, c.seg_offset);
-        EXPECT_EQ(it.nr_segs, c.nr_segs);
-        EXPECT_EQ(it.count, c.count);
-        EXPECT_EQ(iov_iter_single_seg_count(&it), c.single);
+        EXPECT_EQ(std::make_tuple(size_t(it.seg - s.v.data()), it.seg_offset, size_t(it.nr_segs), it.count,
+                                  iov_iter_single_seg_count(&it)),
+                  std::make_tuple(c.seg, c.seg_offset, c.nr_segs, c.count, c.single))
+            << "segments " << c.lens.size() << ", by " << c.bytes;
     }
 }
 
 TEST(IovShorten, CutsTheEntryThatReachesTheTarget)
 {
-    struct Case {
-        size_t target;
-        unsigned kept;
-        std::vector<size_t> lens;
-    } cases[] = {
+    struct Case { size_t target; unsigned kept; std::vector<size_t> lens; } cases[] = {
         {6, 2, {4, 2, 4}}, {8, 2, {4, 4, 4}}, {20, 3, {4, 4, 4}}, {0, 1, {0, 4, 4}},
     };
     for (const Case &c : cases) {
@@ -84,10 +72,7 @@ TEST(IovCopy, FromAndToVectors)
     memcpy_fromiovec(out, s.v.data(), 4);  // the vector is not consumed
     EXPECT_STREQ(out, "abcd");
 
-    struct Case {
-        size_t offset, len;
-        const char *want;
-    } cases[] = {{2, 2, "cd"}, {1, 3, "bcd"}, {0, 5, "abcde"}, {4, 1, "e"}};
+    struct Case { size_t offset, len; const char *want; } cases[] = {{2, 2, "cd"}, {1, 3, "bcd"}, {0, 5, "abcde"}, {4, 1, "e"}};
     for (const Case &c : cases) {
         std::string got(c.len, '\0');
         memcpy_fromiovecend(got.data(), s.v.data(), c.offset, c.len);

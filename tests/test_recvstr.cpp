@@ -1,28 +1,21 @@
 #include <anvil/recvstr.h>
 #include <gtest/gtest.h>
 
-#include <cerrno>
-#include <csignal>
 #include <cstdlib>
 #include <fcntl.h>
 #include <malloc.h>
 #include <pthread.h>
 #include <string>
 #include <sys/ioctl.h>
-#include <sys/socket.h>
 #include <thread>
-#include <unistd.h>
 
+#include "support/io_helpers.hpp"
 #include "support/test_support.hpp"
 
-namespace {
+using anvil_test::Channel;
+using anvil_test::fails;
 
-struct SocketPair {
-    int fd[2];
-    SocketPair() { EXPECT_EQ(socketpair(AF_UNIX, SOCK_STREAM, 0, fd), 0); }
-    ~SocketPair() { close(fd[0]); close(fd[1]); }
-    void send(const std::string &s) { ASSERT_EQ(::send(fd[1], s.data(), s.size(), 0), ssize_t(s.size())); }
-};
+namespace {
 
 // A string of n bytes counting its terminator, with no NUL before the end.
 std::string text(size_t n)
@@ -33,13 +26,13 @@ std::string text(size_t n)
     return s;
 }
 
+void send_all(int fd, const std::string &s) { ASSERT_EQ(send(fd, s.data(), s.size(), 0), ssize_t(s.size())); }
+
 }  // namespace
 
 TEST(Recvstr, SizesAcrossBlockBoundaries)
 {
-    struct sigaction sa {}, old;
-    sa.sa_handler = [](int) {};  // no SA_RESTART: the blocked recv sees EINTR
-    sigaction(SIGUSR1, &sa, &old);
+    anvil_test::Usr1Interrupts usr1;  // the blocked recv sees EINTR
     // Allocations: the first block; beyond it the stream, its table, one
     // chunk per further 4096 bytes and the gathered result. Each case is
     // sent whole, so that every recv fills what room is left, with each
@@ -51,7 +44,7 @@ TEST(Recvstr, SizesAcrossBlockBoundaries)
         for (auto &c : cases)
             for (int ok = bytewise ? c.allocations : 0; ok <= c.allocations; ++ok) {
                 SCOPED_TRACE(testing::Message() << c.n << (bytewise ? " bytewise" : ", ok ") << ok);
-                SocketPair s;
+                Channel s;
                 std::string sent = text(c.n);
                 std::thread peer;
                 if (bytewise)
@@ -59,16 +52,14 @@ TEST(Recvstr, SizesAcrossBlockBoundaries)
                         usleep(20000);
                         pthread_kill(self, SIGUSR1);
                         for (char ch : sent) {
-                            ASSERT_EQ(::send(s.fd[1], &ch, 1, 0), 1);
+                            ASSERT_EQ(send(s.fd[1], &ch, 1, 0), 1);
                             int queued = 1;
                             while (queued > 0 && ioctl(s.fd[0], FIONREAD, &queued) == 0)
                                 sched_yield();  // until the byte has been taken
                         }
                     });
                 else
-                    s.send(sent);
-                if (!bytewise)
-                    anvil_test::fail_alloc_after(ok == c.allocations ? 1000 : ok);
+                    send_all(s.fd[1], sent), anvil_test::fail_alloc_after(ok == c.allocations ? 1000 : ok);
                 char *r = recvstr(s.fd[0]);
                 int calls = anvil_test::alloc_calls();
                 anvil_test::disarm_alloc_failure();
@@ -84,21 +75,18 @@ TEST(Recvstr, SizesAcrossBlockBoundaries)
                 EXPECT_EQ(std::string(r, c.n), sent);
                 free(r);
             }
-    sigaction(SIGUSR1, &old, nullptr);
 }
 
 TEST(Recvstr, EndsOnlyAtALastNulAndFailsWithoutOne)
 {
-    SocketPair s;
-    s.send(std::string("ab\0cd\0", 6));  // only the last byte of a delivery ends the string
+    Channel s, idle;
+    send_all(s.fd[1], std::string("ab\0cd\0", 6));  // only the last byte of a delivery ends the string
     char *r = recvstr(s.fd[0]);
     EXPECT_EQ(std::string(r ? r : "(null)", 6), std::string("ab\0cd\0", 6));
     free(r);
-    s.send(text(5000) + "y");  // a NUL inside, none last; then the peer closes
-
+    send_all(s.fd[1], text(5000) + "y");  // a NUL inside, none last; then the peer closes
     shutdown(s.fd[1], SHUT_WR);
-    EXPECT_TRUE(recvstr(s.fd[0]) == nullptr && errno == ECONNRESET);
-    SocketPair idle;
+    EXPECT_EQ(fails(recvstr(s.fd[0])), ECONNRESET);
     ASSERT_EQ(fcntl(idle.fd[0], F_SETFL, O_NONBLOCK), 0);
-    EXPECT_TRUE(recvstr(idle.fd[0]) == nullptr && errno == EAGAIN);
+    EXPECT_EQ(fails(recvstr(idle.fd[0])), EAGAIN);
 }

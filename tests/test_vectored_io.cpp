@@ -1,26 +1,19 @@
 #include <anvil/vectored_io.h>
 #include <gtest/gtest.h>
 
-#include <cerrno>
 #include <climits>
 #include <cstring>
 #include <fcntl.h>
 #include <random>
-#include <sys/mount.h>
-#include <sys/stat.h>
 #include <thread>
-#include <unistd.h>
 #include <vector>
 
-#include "support/test_support.hpp"
+#include "support/io_helpers.hpp"
+#include "support/scratch_dir.hpp"
+
+using anvil_test::Channel;
 
 namespace {
-
-struct Pipe {
-    int fd[2];
-    Pipe() { EXPECT_EQ(pipe(fd), 0); }
-    ~Pipe() { close(fd[0]); close(fd[1]); }
-};
 
 bool same(const std::vector<iovec> &a, const std::vector<iovec> &b)
 {
@@ -31,10 +24,9 @@ bool same(const std::vector<iovec> &a, const std::vector<iovec> &b)
 
 TEST(Vectored, ReadsStopAtEndOfFileAndKeepTheCallersVector)
 {
-    Pipe p;
+    Channel p(false);
     ASSERT_EQ(write(p.fd[1], "abcdef", 6), 6);
-    close(p.fd[1]);
-    p.fd[1] = -1;
+    p.close_end(1);
     char a[4] = {}, b[4] = {};
     std::vector<iovec> v = {{a, 4}, {b, 4}}, before = v;
     EXPECT_EQ(readvn(p.fd[0], v.data(), 2), 6);
@@ -53,19 +45,16 @@ TEST(Vectored, SmallPiecesOnTheOtherEndStillMoveWholeVectors)
     std::vector<unsigned char> data(1 << 20), got(data.size());
     for (auto &c : data)
         c = static_cast<unsigned char>(rng());
-    auto vector_over = [&](std::vector<unsigned char> &buf) {
-        std::vector<iovec> v;
-        for (size_t at = 0; at < buf.size();) {
-            size_t len = std::min<size_t>(rng() % 3 == 0 ? 0 : rng() % 40000, buf.size() - at);
-            v.push_back({buf.data() + at, len});
-            at += len;
-        }
-        return v;
-    };
     for (bool reading : {true, false}) {
-        Pipe p;
+        Channel p(false);
         std::fill(got.begin(), got.end(), 0);
-        std::vector<iovec> v = vector_over(reading ? got : data), before = v;
+        std::vector<unsigned char> &buf = reading ? got : data;
+        std::vector<iovec> v;
+        for (size_t at = 0, len; at < buf.size(); at += len) {
+            len = std::min<size_t>(rng() % 3 == 0 ? 0 : rng() % 40000, buf.size() - at);
+            v.push_back({buf.data() + at, len});
+        }
+        std::vector<iovec> before = v;
         std::thread peer([&] {
             size_t piece = 1;
             for (size_t i = 0; i < data.size(); i += piece) {
@@ -75,23 +64,21 @@ TEST(Vectored, SmallPiecesOnTheOtherEndStillMoveWholeVectors)
                 piece = size_t(r);
             }
         });
-        auto call = reading ? readvn : writevn;
-        EXPECT_EQ(call(p.fd[reading ? 0 : 1], v.data(), int(v.size())), ssize_t(data.size()));
+        EXPECT_EQ((reading ? readvn : writevn)(p.fd[reading ? 0 : 1], v.data(), int(v.size())), ssize_t(data.size()));
         peer.join();
         EXPECT_TRUE(got == data) << (reading ? "readvn" : "writevn");
         EXPECT_TRUE(same(v, before));
     }
 }
 
-TEST(Vectored, AFullDeviceEndsAWriteWithTheBytesWritten)
+using VectoredFull = anvil_test::ScratchTest;
+
+TEST_F(VectoredFull, AFullDeviceEndsAWriteWithTheBytesWritten)
 {
-    if (!anvil_test::enter_private_mountns())
-        GTEST_SKIP() << "no private mount namespace (needs CAP_SYS_ADMIN)";
-    char dir[] = "/tmp/anvil-vectored-XXXXXX";
-    ASSERT_TRUE(mkdtemp(dir));
-    ASSERT_TRUE(anvil_test::mount_tmpfs(dir, 4096));
-    std::string path = std::string(dir) + "/f";
-    int fd = open(path.c_str(), O_WRONLY | O_CREAT, 0600);
+    std::string dir = mount_scratch("small", 4096);
+    if (dir.empty())
+        GTEST_SKIP() << "no private tmpfs (needs CAP_SYS_ADMIN)";
+    int fd = open((dir + "/f").c_str(), O_WRONLY | O_CREAT, 0600);
     ASSERT_GE(fd, 0);
     std::vector<char> fill(4096 - 5, 'x');
     ASSERT_EQ(write(fd, fill.data(), fill.size()), ssize_t(fill.size()));
@@ -100,25 +87,15 @@ TEST(Vectored, AFullDeviceEndsAWriteWithTheBytesWritten)
     EXPECT_EQ(writevn(fd, v, 3), 5);  // a short count, not -1
     EXPECT_EQ(errno, ENOSPC);
     close(fd);
-    unlink(path.c_str());
-    umount(dir);
-    rmdir(dir);
 }
 
 TEST(Vectored, EntryCounts)
 {
-    Pipe p;
+    Channel p(false);
     char b = 0;
     std::vector<iovec> many(2000, iovec{&b, 1}), empty(3, iovec{&b, 0});
-    struct Case {
-        const char *what;
-        ssize_t (*call)(int, const iovec *, int);
-        int fd;
-        const iovec *v;
-        int entries;
-        ssize_t result;
-        int err;
-    } cases[] = {
+    struct Case { const char *what; ssize_t (*call)(int, const iovec *, int); int fd; const iovec *v; int entries;
+                  ssize_t result; int err; } cases[] = {
         {"readvn -1", readvn, p.fd[0], many.data(), -1, -1, EINVAL},
         {"writevn -1", writevn, p.fd[1], many.data(), -1, -1, EINVAL},
         {"readvn 2000", readvn, p.fd[0], many.data(), 2000, -1, EINVAL},

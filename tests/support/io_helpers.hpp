@@ -8,8 +8,9 @@
 
 namespace anvil_test {
 
-// The errno of a call that returned -1, or 0 when it did not fail.
+// The errno of a call that returned -1 (or NULL), or 0 when it did not fail.
 template <class T> int fails(T result) { return result == -1 ? errno : 0; }
+template <class T> int fails(T *result) { return result ? 0 : errno; }
 
 // A descriptor closed at the end of its scope, unless it is negative.
 struct Fd {
