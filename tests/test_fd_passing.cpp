@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
+#include <optional>
 #include <sys/wait.h>
 #include <tuple>
 #include <vector>
@@ -19,19 +20,10 @@ namespace {
 // descriptor open, received ones included.
 class FdPassing : public anvil_test::IsolatedTest {
 protected:
-    int sv[2] = {-1, -1};
-    void SetUp() override
-    {
-        IsolatedTest::SetUp();
-        ASSERT_EQ(socketpair(AF_UNIX, SOCK_STREAM, 0, sv), 0);
-    }
-    void TearDown() override
-    {
-        for (int fd : sv)
-            if (fd >= 0)
-                close(fd);
-        IsolatedTest::TearDown();
-    }
+    std::optional<anvil_test::Channel> pair_;
+    int *sv = nullptr;
+    void SetUp() override { IsolatedTest::SetUp(), sv = pair_.emplace().fd; }
+    void TearDown() override { pair_.reset(), IsolatedTest::TearDown(); }
 };
 
 // A message of one data entry with a control buffer of the given size.
@@ -146,8 +138,7 @@ TEST_F(FdPassing, MessagesWithoutOneDescriptorAreRefused)
 
 TEST_F(FdPassing, AClosedPeer)
 {
-    close(sv[0]);
-    sv[0] = -1;
+    pair_->close_end(0);
     char buf[4];
     size_t len = sizeof buf;
     EXPECT_EQ(fails(recvFdAndDataByUnSock(sv[1], buf, &len)), ECONNRESET);

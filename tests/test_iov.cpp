@@ -72,7 +72,8 @@ TEST(IovCopy, FromAndToVectors)
     memcpy_fromiovec(out, s.v.data(), 4);  // the vector is not consumed
     EXPECT_STREQ(out, "abcd");
 
-    struct Case { size_t offset, len; const char *want; } cases[] = {{2, 2, "cd"}, {1, 3, "bcd"}, {0, 5, "abcde"}, {4, 1, "e"}};
+    struct Case { size_t offset, len; const char *want; } cases[] = {
+        {2, 2, "cd"}, {1, 3, "bcd"}, {0, 5, "abcde"}, {4, 1, "e"}};
     for (const Case &c : cases) {
         std::string got(c.len, '\0');
         memcpy_fromiovecend(got.data(), s.v.data(), c.offset, c.len);
