@@ -16,6 +16,14 @@ void fail_alloc_after(int successes);
 void disarm_alloc_failure();
 int alloc_calls();
 
+// System call failure injection. The test program interposes the calls the
+// library makes (socket, bind, listen, connect, accept, send, recv, sendmsg,
+// recvmsg, read, write, open64, fstat64, fcntl64, close); once armed, the
+// nth call of `name` on this thread fails with `err` (a close still releases
+// its descriptor). disarm_call_failure() returns whether that call was made.
+void fail_call(const char *name, int nth, int err);
+bool disarm_call_failure();
+
 // Moves this process into a private network namespace, so that abstract
 // socket names (such as "execd") cannot meet anything outside the test.
 // Returns false where that is not permitted.
