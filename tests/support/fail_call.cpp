@@ -5,10 +5,13 @@
 #include <cerrno>
 #include <cstdarg>
 #include <cstring>
+#include <dirent.h>
 #include <dlfcn.h>
 #include <fcntl.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
+#include <sys/time.h>
+#include <type_traits>
 #include <unistd.h>
 
 #include "support/test_support.hpp"
@@ -31,6 +34,16 @@ bool hit(const char *name)
     return true;
 }
 
+// -1, or NULL for the calls that return an address.
+template <class T>
+T failed()
+{
+    if constexpr (std::is_pointer_v<T>)
+        return nullptr;
+    else
+        return T(-1);
+}
+
 template <class F>
 F next(const char *name)
 {
@@ -43,7 +56,7 @@ F next(const char *name)
     extern "C" ret name params                           \
     {                                                    \
         static auto real = next<ret(*) params>(#name);   \
-        return hit(#name) ? ret(-1) : real args;         \
+        return hit(#name) ? failed<ret>() : real args;   \
     }
 
 ANVIL_FAILABLE(int, socket, (int d, int t, int p), (d, t, p))
@@ -58,6 +71,17 @@ ANVIL_FAILABLE(ssize_t, recvmsg, (int fd, msghdr *m, int f), (fd, m, f))
 ANVIL_FAILABLE(ssize_t, read, (int fd, void *b, size_t n), (fd, b, n))
 ANVIL_FAILABLE(ssize_t, write, (int fd, const void *b, size_t n), (fd, b, n))
 ANVIL_FAILABLE(int, fstat64, (int fd, struct stat64 *st), (fd, st))
+ANVIL_FAILABLE(int, lstat64, (const char *p, struct stat64 *st), (p, st))
+ANVIL_FAILABLE(int, creat64, (const char *p, mode_t m), (p, m))
+ANVIL_FAILABLE(int, flock, (int fd, int op), (fd, op))
+ANVIL_FAILABLE(int, ftruncate64, (int fd, off64_t n), (fd, n))
+ANVIL_FAILABLE(int, utimes, (const char *p, const timeval *t), (p, t))
+ANVIL_FAILABLE(int, mkdir, (const char *p, mode_t m), (p, m))
+ANVIL_FAILABLE(int, rmdir, (const char *p), (p))
+ANVIL_FAILABLE(int, unlink, (const char *p), (p))
+ANVIL_FAILABLE(int, rename, (const char *a, const char *b), (a, b))
+ANVIL_FAILABLE(DIR *, opendir, (const char *p), (p))
+ANVIL_FAILABLE(DIR *, fdopendir, (int fd), (fd))
 
 extern "C" int open64(const char *path, int flags, ...)
 {
