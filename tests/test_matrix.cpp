@@ -182,11 +182,11 @@ const Scenario kScenarios[] = {
          return armed([&] { return !echo(d("f").c_str(), "line", 0) && !echo(d("f").c_str(), "more", 1); });
      }},
     {"cat", [] {
-         Scratch d;
-         echo(d("f").c_str(), "text", 0);
-         char buf[16] = {};
-         catstring_dest dest{buf, sizeof buf};
-         return armed([&] { return cat(d("f").c_str(), catstring, &dest) == 0; }) && !strcmp(buf, "text\n");
+         Scratch d;  // a first buffer of 4096 bytes, grown twice
+         std::ofstream(d("f")) << std::string(20480, 'z');
+         uint32_t seen = 0;
+         auto count = [](void *arg, const char *, uint32_t n) { *static_cast<uint32_t *>(arg) = n; };
+         return armed([&] { return cat(d("f").c_str(), count, &seen) == 0; }) && seen == 20481;  // and a NUL
      }},
     {"touch", [] {
          Scratch d;
@@ -195,7 +195,8 @@ const Scenario kScenarios[] = {
     {"mkdirp rm", [] {
          Scratch d;
          return armed([&] {
-             return !mkdirp(d("a/b/c").c_str()) && !echo(d("a/b/f").c_str(), "x", 0) && !rm(d("a").c_str());
+             return !mkdirp(d("a/b/c").c_str()) && !echo(d("a/b/f").c_str(), "x", 0) && !mkdirp(d("a/d").c_str()) &&
+                    !rm(d("a").c_str());
          });
      }},
     {"__copyFile mv", [] {
@@ -204,12 +205,14 @@ const Scenario kScenarios[] = {
          return armed([&] { return !__copyFile(d("f").c_str(), d("g").c_str(), 0) && !mv(d("g").c_str(), d("h").c_str()); });
      }},
     {"ls", [] {
+         // The name array grows twice. No pattern: glibc's regcomp itself
+         // leaks on some of its allocation failures.
          Scratch d;
-         for (const char *name : {"b1", "a1", "c"})
-             echo(d(name).c_str(), "", 0);
-         int names = 0;
-         auto count = [](void *arg, char **, uint32_t n) { *static_cast<int *>(arg) = int(n); };
-         return armed([&] { return ls(d("").c_str(), nullptr, 1, count, &names) == 0; }) && names == 3;
+         for (int i = 0; i < 129; ++i)
+             std::ofstream(d(std::to_string(i).c_str()));
+         uint32_t names = 0;
+         auto count = [](void *arg, char **, uint32_t n) { *static_cast<uint32_t *>(arg) = n; };
+         return armed([&] { return ls(d("").c_str(), nullptr, 1, count, &names) == 0; }) && names == 129;
      }},
     {"array_stream_create array_stream_destroy",
      [] { return created<array_stream>([] { return array_stream_create(4, 8); }, array_stream_destroy); }},
@@ -305,16 +308,16 @@ TEST_F(Matrix, EveryAllocationFailsInTurn)
     for (const Scenario &s : kScenarios) {
         ASSERT_TRUE(s.run()) << s.functions << ": no fault planted";  // also warms up lazy allocations
         for (int n = 0;; ++n) {
-            ASSERT_LT(n, 100) << s.functions;
+            ASSERT_LT(n, 200) << s.functions;
             SCOPED_TRACE(std::string(s.functions) + ": allocation " + std::to_string(n + 1));
             int fds = open_fd_count();
             size_t heap = mallinfo2().uordblks;
             fault.allocs = n;
             bool ok = s.run();
             fault = {};
-            EXPECT_EQ(ok, !reached);
-            if (reached)
-                EXPECT_EQ(armed_errno, ENOMEM);
+            // A failure the C library absorbs (qsort sorts in place instead)
+            // may still end in a correct result.
+            EXPECT_TRUE(ok || (reached && armed_errno == ENOMEM)) << strerror(armed_errno);
             if (heap_exact())
                 EXPECT_EQ(mallinfo2().uordblks, heap) << "memory leaked";
             EXPECT_EQ(open_fd_count(), fds) << "descriptor leaked";
