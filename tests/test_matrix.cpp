@@ -89,12 +89,22 @@ struct Scenario {
     bool absorbs = false;
 };
 
-// A directory of its own for a scenario, removed with what it holds.
+// A directory of its own for a scenario, removed with what it holds. Paths
+// live in fixed buffers: nothing of the test's own may allocate while armed.
 struct Scratch {
-    std::string dir = "/tmp/anvil_matrix_" + std::to_string(getpid()) + "_dir";
-    Scratch() { mkdir(dir.c_str(), 0700); }
-    ~Scratch() { std::filesystem::remove_all(dir); }
-    std::string operator()(const char *name) const { return dir + "/" + name; }
+    struct Path {
+        char s[96];
+    };
+    Path dir = path("");
+    Scratch() { mkdir(dir.s, 0700); }
+    ~Scratch() { std::filesystem::remove_all(dir.s); }
+    static Path path(const char *name)
+    {
+        Path p;
+        snprintf(p.s, sizeof p.s, "/tmp/anvil_matrix_%d_dir/%s", int(getpid()), name);
+        return p;
+    }
+    Path operator()(const char *name) const { return path(name); }
 };
 
 // An INI file of 300 keys: ten chunks of entries, one growth of the chunk table.
@@ -182,14 +192,14 @@ const Scenario kScenarios[] = {
      }},
     {"echo", [] {
          Scratch d;
-         return armed([&] { return !echo(d("f").c_str(), "line", 0) && !echo(d("f").c_str(), "more", 1); });
+         return armed([&] { return !echo(d("f").s, "line", 0) && !echo(d("f").s, "more", 1); });
      }},
     {"cat", [] {
          Scratch d;  // a first buffer of 4096 bytes, grown twice
-         std::ofstream(d("f")) << std::string(20480, 'z');
+         std::ofstream(d("f").s) << std::string(20480, 'z');
          uint32_t seen = 0;
          auto count = [](void *arg, const char *, uint32_t n) { *static_cast<uint32_t *>(arg) = n; };
-         return armed([&] { return cat(d("f").c_str(), count, &seen) == 0; }) && seen == 20481;  // and a NUL
+         return armed([&] { return cat(d("f").s, count, &seen) == 0; }) && seen == 20481;  // and a NUL
      }},
     {"foreachProcess getProcessNameByPid killall", [] {
          int seen = 0;
@@ -203,7 +213,7 @@ const Scenario kScenarios[] = {
     {"file_log_create file_log_destroy", [] {
          Scratch d;
          file_log *log = nullptr;
-         bool ok = armed([&] { return (log = file_log_create(d("log").c_str(), 2, 64)) != nullptr; });
+         bool ok = armed([&] { return (log = file_log_create(d("log").s, 2, 64)) != nullptr; });
          if (ok) {
              for (int i = 0; i < 8; ++i)  // rotates, reporting nothing
                  file_log_append(log, "line %d", i);
@@ -213,29 +223,29 @@ const Scenario kScenarios[] = {
      }},
     {"touch", [] {
          Scratch d;
-         return armed([&] { return !touch(d("t").c_str()) && !touch(d("t").c_str()); });
+         return armed([&] { return !touch(d("t").s) && !touch(d("t").s); });
      }},
     {"mkdirp rm", [] {
          Scratch d;
          return armed([&] {
-             return !mkdirp(d("a/b/c").c_str()) && !echo(d("a/b/f").c_str(), "x", 0) && !mkdirp(d("a/d").c_str()) &&
-                    !rm(d("a").c_str());
+             return !mkdirp(d("a/b/c").s) && !echo(d("a/b/f").s, "x", 0) && !mkdirp(d("a/d").s) &&
+                    !rm(d("a").s);
          });
      }},
     {"__copyFile mv", [] {
          Scratch d;
-         echo(d("f").c_str(), "text", 0);
-         return armed([&] { return !__copyFile(d("f").c_str(), d("g").c_str(), 0) && !mv(d("g").c_str(), d("h").c_str()); });
+         echo(d("f").s, "text", 0);
+         return armed([&] { return !__copyFile(d("f").s, d("g").s, 0) && !mv(d("g").s, d("h").s); });
      }},
     {"ls", [] {
          // The name array grows twice. No pattern: glibc's regcomp itself
          // leaks on some of its allocation failures.
          Scratch d;
          for (int i = 0; i < 129; ++i)
-             std::ofstream(d(std::to_string(i).c_str()));
+             std::ofstream(d(std::to_string(i).c_str()).s);
          uint32_t names = 0;
          auto count = [](void *arg, char **, uint32_t n) { *static_cast<uint32_t *>(arg) = n; };
-         return armed([&] { return ls(d("").c_str(), nullptr, 1, count, &names) == 0; }) && names == 129;
+         return armed([&] { return ls(d("").s, nullptr, 1, count, &names) == 0; }) && names == 129;
      }},
     {"array_stream_create array_stream_destroy",
      [] { return created<array_stream>([] { return array_stream_create(4, 8); }, array_stream_destroy); }},
