@@ -18,6 +18,7 @@
 #include <string>
 #include <sys/socket.h>
 #include <sys/stat.h>
+#include <sys/uio.h>
 #include <fcntl.h>
 #include <unistd.h>
 
@@ -166,6 +167,29 @@ const Scenario kScenarios[] = {
          bool ok = armed([&] { return (s = recvstr(p.fd[1])) != nullptr; }) && !strcmp(s, "hello");
          free(s);
          return ok;
+     }},
+    {"readvn writevn writens writevns sockwritens", [] {
+         Pair p;
+         char out[] = "abcd", in[5] = {};
+         iovec w[2] = {{out, 2}, {out + 2, 3}}, r[2] = {{in, 3}, {in + 3, 2}};
+         return armed([&] {
+             return writevn(p.fd[0], w, 2) == 5 && readvn(p.fd[1], r, 2) == 5 && writens(p.fd[0], 100, out, 5) == 5 &&
+                    writevns(p.fd[0], 100, w, 2) == 5 && sockwritens(p.fd[0], 100, out, 5) == 5;
+         }) && !strcmp(in, "abcd");
+     }},
+    {"sendFdAndDataByUnSock recvFdAndDataByUnSock recvFdByUnSock", [] {
+         Pair p;
+         char buf[4];
+         size_t len = sizeof buf;
+         int got[2] = {-1, -1};
+         bool ok = armed([&] {
+             return sendFdAndDataByUnSock(p.fd[0], 0, "a", 1) == 1 && (got[0] = recvFdAndDataByUnSock(p.fd[1], buf, &len)) >= 0 &&
+                    sendFdAndDataByUnSock(p.fd[0], 0, "b", 1) == 1 && (got[1] = recvFdByUnSock(p.fd[1])) >= 0;
+         });
+         for (int fd : got)
+             if (fd >= 0)
+                 close(fd);
+         return ok && len == 1;
      }},
     {"fcntl_setfd fcntl_setfl", [] {
          Pair p;
@@ -382,7 +406,9 @@ const char kPure[] =
     "set_normalized_timespec_time64 timespec_add_safe_time64 file_log_append "
     // Not swept yet: they keep a locked pid file under /var/run open for the
     // life of the process, which needs a process of its own per run.
-    "ensureOnlyoneProcessEntity ensureProcessOnlyRunOnce";
+    "ensureOnlyoneProcessEntity ensureProcessOnlyRunOnce "
+    "iov_iter_advance iov_iter_single_seg_count iov_shorten memcpy_fromiovec memcpy_fromiovecend "
+    "memcpy_toiovec memcpy_toiovecend";
 
 std::set<std::string> words_of(const std::string &text)
 {
@@ -425,7 +451,8 @@ const struct Call {
     {"lstat64", EACCES, false}, {"creat64", EACCES, false}, {"flock", ENOLCK, true},
     {"ftruncate64", EIO, true}, {"utimes", EACCES, false}, {"mkdir", EACCES, false},
     {"rmdir", EBUSY, false}, {"unlink", EACCES, false}, {"rename", EACCES, false},
-    {"opendir", EMFILE, false}, {"fdopendir", EMFILE, false},
+    {"opendir", EMFILE, false}, {"fdopendir", EMFILE, false}, {"readv", EIO, true},
+    {"writev", EIO, true}, {"select", ENOMEM, false},
 };
 
 // Each call fails in turn at its 1st, 2nd, ... use, first with a hard error,

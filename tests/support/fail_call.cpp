@@ -10,7 +10,9 @@
 #include <fcntl.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
+#include <sys/select.h>
 #include <sys/time.h>
+#include <sys/uio.h>
 #include <type_traits>
 #include <unistd.h>
 
@@ -70,6 +72,9 @@ ANVIL_FAILABLE(ssize_t, sendmsg, (int fd, const msghdr *m, int f), (fd, m, f))
 ANVIL_FAILABLE(ssize_t, recvmsg, (int fd, msghdr *m, int f), (fd, m, f))
 ANVIL_FAILABLE(ssize_t, read, (int fd, void *b, size_t n), (fd, b, n))
 ANVIL_FAILABLE(ssize_t, write, (int fd, const void *b, size_t n), (fd, b, n))
+ANVIL_FAILABLE(ssize_t, readv, (int fd, const iovec *v, int n), (fd, v, n))
+ANVIL_FAILABLE(ssize_t, writev, (int fd, const iovec *v, int n), (fd, v, n))
+ANVIL_FAILABLE(int, select, (int n, fd_set *r, fd_set *w, fd_set *e, timeval *t), (n, r, w, e, t))
 ANVIL_FAILABLE(int, fstat64, (int fd, struct stat64 *st), (fd, st))
 ANVIL_FAILABLE(int, lstat64, (const char *p, struct stat64 *st), (p, st))
 ANVIL_FAILABLE(int, creat64, (const char *p, mode_t m), (p, m))
