@@ -2,8 +2,8 @@
 # Builds if needed and runs every test: the host build under AddressSanitizer
 # and UndefinedBehaviorSanitizer, the mutex test under ThreadSanitizer, the
 # armhf build under qemu (with the install, package and ABI checks), the same
-# install and package checks on a plain host build, then each fuzz target for
-# a minute over its seeds.
+# install and package checks on a plain host build, then each fuzz target over
+# its seeds: a minute for the parsers, half a minute for each container model.
 set -eu
 cd "$(dirname "$0")"
 . tools/deps.sh
@@ -39,11 +39,13 @@ grep -q '^100% tests passed' "$logs/build"
 echo "host packaging: $(($(date +%s) - started)) s" | tee "$logs/build.time"
 
 # New inputs go to a scratch directory: the seed corpus in the tree stays as it is.
+# fuzz TARGET SECONDS SEED_DIR...
 fuzz() {
   target=$1
-  shift
+  seconds=$2
+  shift 2
   mkdir -p "$logs/$target.corpus"
-  if build-fuzz/tests/fuzz/"$target" -max_total_time=60 -artifact_prefix="$logs/" \
+  if build-fuzz/tests/fuzz/"$target" -max_total_time="$seconds" -artifact_prefix="$logs/" \
        "$logs/$target.corpus" "$@" > "$logs/$target.log" 2>&1; then
     echo "$target: $(grep -o 'Done [0-9]* runs in [0-9]* second(s)' "$logs/$target.log"), no failure"
   else
@@ -55,8 +57,12 @@ fuzz() {
 }
 echo "== fuzzing"
 fuzz_status=0
-fuzz fuzz_ini tests/fuzz/ini tests/data/ini >> "$logs/fuzz" || fuzz_status=1
-fuzz fuzz_text tests/fuzz/text >> "$logs/fuzz" || fuzz_status=1
+fuzz fuzz_ini 60 tests/fuzz/ini tests/data/ini >> "$logs/fuzz" || fuzz_status=1
+fuzz fuzz_text 60 tests/fuzz/text >> "$logs/fuzz" || fuzz_status=1
+# The containers against their models, half a minute each.
+for model in ring_buffer dlist array_stream word_containers string_builder bitmap; do
+  fuzz fuzz_$model 30 tests/fuzz/$model >> "$logs/fuzz" || fuzz_status=1
+done
 grep -v '^fuzz_' "$logs/fuzz" || true  # what a failing target printed
 
 echo "== summary"

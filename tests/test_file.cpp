@@ -111,27 +111,6 @@ TEST_F(File, CatHandsOverTheWholeContentTerminatedOnce)
     EXPECT_EQ(seen.calls, 1);
 }
 
-// 20480 bytes: a first buffer of 4096, grown to 20480, then to 36864.
-TEST_F(File, CatReleasesEverythingWhenAnAllocationFails)
-{
-    const std::string f = path("f");  // nothing of the test's own allocates while armed
-    write_file(f, std::string(20480, 'z'));
-    for (int n = 0;; ++n) {
-        Seen seen;
-        fail_alloc_after(n);
-        int err = failure(cat(f.c_str(), record, &seen)), calls = alloc_calls();
-        disarm_alloc_failure();
-        if (!err) {
-            EXPECT_EQ(n, 3);
-            EXPECT_EQ(calls, 3);
-            EXPECT_EQ(seen.data.size(), 20481u);
-            break;
-        }
-        EXPECT_EQ(err, ENOMEM);
-        ASSERT_EQ(seen.calls, 0);
-    }
-}
-
 TEST_F(File, ConsumersConvertAndCopy)
 {
     struct Case {

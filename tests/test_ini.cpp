@@ -7,7 +7,6 @@
 #include <cstring>
 #include <filesystem>
 #include <fstream>
-#include <malloc.h>
 #include <string>
 #include <unistd.h>
 #include <vector>
@@ -129,32 +128,16 @@ TEST_F(Ini, SystemFailures)
         EXPECT_EQ(Loaded("/sys/devices/system/cpu/online").error, EBUSY);
 }
 
-// Ten chunks of entries, so that the chunk table doubles once and the
-// iteration crosses chunk boundaries.
-TEST_F(Ini, EveryFailedAllocationReleasesEverythingAndForeachCrossesChunks)
+// Ten chunks of entries: the iteration crosses chunk boundaries.
+TEST_F(Ini, ForeachCrossesChunks)
 {
     std::string text;
     for (int i = 0; i < 300; ++i)
         text += (i % 50 ? "" : "[s" + std::to_string(i) + "]\n") + "k=" + std::to_string(i) + "\n";
     write(text);
-    // Blocks in the allocator's per-thread cache count as in use: the heap
-    // balance is exact only without it (ctest turns it off for this program).
-    const char *tunables = getenv("GLIBC_TUNABLES");
-    bool exact = tunables && strstr(tunables, "tcache_count=0");
-    size_t before = mallinfo2().uordblks;
-    ini_parser *p = nullptr;
-    int n = 0;
-    for (; !p; ++n) {
-        ASSERT_LT(n, 100);
-        anvil_test::fail_alloc_after(n);
-        errno = 0;
-        p = ini_parser_create(path_.c_str());
-        int err = errno, calls = anvil_test::alloc_calls();
-        anvil_test::disarm_alloc_failure();
-        // handle, text, buckets, stream and its table, 10 chunks, one table growth
-        EXPECT_EQ(p ? calls : err, p ? 16 : ENOMEM) << "allocation " << n;
-    }
-    EXPECT_EQ(n, 17);
+    // Failed allocations are the reliability matrix's; here, the walk.
+    ini_parser *p = ini_parser_create(path_.c_str());
+    ASSERT_NE(p, nullptr);
     ini_parser_foreach(p, nullptr, nullptr);
     for (int pass = 0; pass < 2; ++pass) {
         std::vector<Entry> v = entries_of(p);
@@ -173,8 +156,6 @@ TEST_F(Ini, EveryFailedAllocationReleasesEverythingAndForeachCrossesChunks)
     EXPECT_EQ(nest.outer, 32);
     EXPECT_EQ(nest.inner, 300u);
     ini_parser_destroy(p);
-    if (exact)
-        EXPECT_EQ(mallinfo2().uordblks, before);
 }
 
 TEST_F(Ini, TypedLookups)

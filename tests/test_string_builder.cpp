@@ -48,21 +48,3 @@ TEST(StringBuilder, GrowsToTwiceTheNeededLengthAndFailsWithTheTextIntact)
         string_builder_destroy(b);
     }
 }
-
-TEST(StringBuilder, EncodingErrorTruncateAndFreshText)
-{
-    string_builder *b = string_builder_create();
-    EXPECT_EQ(text(b), "");
-    EXPECT_EQ(string_builder_append(b, "%s%d", "abc", 45), 0);
-    string_builder_truncate(b, 10);  // never lengthens
-    // The C locale cannot encode this character: the formatter gives up midway.
-    errno = 0;
-    EXPECT_EQ(string_builder_append(b, "ab%lsc", L"\u00e9"), -1);
-    EXPECT_EQ(errno, EILSEQ);
-    EXPECT_EQ(text(b), "abc45");
-    string_builder_truncate(b, 3);
-    EXPECT_EQ(text(b), "abc");
-    EXPECT_EQ(string_builder_append(b, "%x", 255), 0);
-    EXPECT_EQ(text(b), "abcff");
-    string_builder_destroy(b);
-}

@@ -4,6 +4,7 @@
 #include <anvil/unsock.h>
 #include <cstdlib>
 #include <sys/socket.h>
+#include <sys/time.h>
 #include <unistd.h>
 
 namespace anvil_test {
@@ -39,6 +40,10 @@ void ExecdStub::serve()
         if (fd < 0)
             return;
         ++connections_;
+        // A client that neither sends nor closes (a leaked descriptor) must
+        // not hold the stub, and the test, forever.
+        timeval limit{2, 0};
+        setsockopt(fd, SOL_SOCKET, SO_RCVTIMEO, &limit, sizeof limit);
         std::string command;
         char c;
         while (recv(fd, &c, 1, 0) == 1 && c != '\0')

@@ -5,6 +5,7 @@
 #include <cerrno>
 #include <cstddef>
 #include <dlfcn.h>
+#include <pthread.h>
 
 #include "support/test_support.hpp"
 
@@ -19,6 +20,7 @@ CallocFn real_calloc;
 ReallocFn real_realloc;
 
 std::atomic<bool> armed{false};
+std::atomic<pthread_t> owner;  // only the arming thread's calls count
 std::atomic<int> budget{0};
 std::atomic<int> calls{0};
 
@@ -52,7 +54,7 @@ void resolve()
 // True when this call is to fail.
 bool take()
 {
-    if (!armed.load())
+    if (!armed.load() || !pthread_equal(pthread_self(), owner.load()))
         return false;
     calls.fetch_add(1);
     return budget.fetch_sub(1) <= 0;
@@ -100,6 +102,7 @@ void fail_alloc_after(int successes)
 {
     calls = 0;
     budget = successes;
+    owner = pthread_self();
     armed = true;
 }
 

@@ -9,12 +9,20 @@ namespace anvil_test {
 int open_fd_count();
 
 // Allocation failure injection. The test program interposes malloc, calloc
-// and realloc; once armed, the first `successes` calls succeed and every call
-// after them fails with ENOMEM until disarm(). alloc_calls() counts the calls
-// seen since the last arm.
+// and realloc; once armed, the first `successes` calls of the arming thread
+// succeed and every call after them fails with ENOMEM until disarm().
+// alloc_calls() counts the calls seen since the last arm.
 void fail_alloc_after(int successes);
 void disarm_alloc_failure();
 int alloc_calls();
+
+// System call failure injection. The test program interposes the calls the
+// library makes (sockets, descriptor I/O, files and directories: see the
+// list in fail_call.cpp); once armed, the
+// nth call of `name` on this thread fails with `err` (a close still releases
+// its descriptor). disarm_call_failure() returns whether that call was made.
+void fail_call(const char *name, int nth, int err);
+bool disarm_call_failure();
 
 // Moves this process into a private network namespace, so that abstract
 // socket names (such as "execd") cannot meet anything outside the test.

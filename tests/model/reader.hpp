@@ -1,0 +1,22 @@
+// Reads a script's bytes; past the end every byte reads as 0.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+namespace anvil_model {
+
+struct Reader {
+    const uint8_t *data;
+    size_t size;
+    bool more() const { return size != 0; }
+    uint8_t byte()
+    {
+        if (!size)
+            return 0;
+        --size;
+        return *data++;
+    }
+};
+
+}  // namespace anvil_model

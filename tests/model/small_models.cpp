@@ -1,0 +1,159 @@
+// The word queue and stack, the string builder and the bitmaps.
+#include <anvil/bitmap.h>
+#include <anvil/c_queue.h>
+#include <anvil/string_builder.h>
+
+#include <cerrno>
+#include <clocale>
+#include <cstring>
+#include <deque>
+#include <string>
+#include <vector>
+
+#include "model/model.hpp"
+#include "model/reader.hpp"
+
+namespace anvil_model {
+
+const char *check_word_containers(const uint8_t *data, size_t size)
+{
+    Reader in{data, size};
+    uint32_t capacity = in.byte() % 9;
+    c_queue *q = c_queue_create(capacity);
+    c_stack *s = c_stack_create(capacity);
+    std::deque<uintptr_t> mq, ms;
+    const char *diff = nullptr;
+    while (in.more() && !diff) {
+        uint8_t op = in.byte() % words::kOps;
+        bool queue = op < words::StackPush;
+        auto &m = queue ? mq : ms;
+        errno = 0;
+        if (op == words::QueuePush || op == words::StackPush) {
+            uintptr_t v = in.byte();
+            bool room = m.size() < capacity;
+            int r = queue ? c_queue_push(q, v) : c_stack_push(s, v);
+            if (r != (room ? 0 : -1) || errno != (room ? 0 : ENOBUFS))
+                diff = "push";
+            else if (room)
+                m.push_back(v);
+        } else {
+            bool pop = op == words::QueuePop || op == words::StackPop;
+            uintptr_t r = queue ? (pop ? c_queue_pop(q) : c_queue_peek(q)) : (pop ? c_stack_pop(s) : c_stack_peek(s));
+            uintptr_t want = m.empty() ? 0 : queue ? m.front() : m.back();
+            if (r != want || errno != (m.empty() ? ENODATA : 0))
+                diff = pop ? "pop" : "peek";
+            else if (pop && !m.empty())
+                queue ? m.pop_front() : m.pop_back();
+        }
+        if (c_queue_length(q) != mq.size() || c_stack_length(s) != ms.size())
+            diff = "length";
+    }
+    c_queue_destroy(q);
+    c_stack_destroy(s);
+    return diff;
+}
+
+const char *check_string_builder(const uint8_t *data, size_t size)
+{
+    Reader in{data, size};
+    string_builder *b = string_builder_create();
+    std::string m;
+    const char *diff = nullptr;
+    char fill = 'a';
+    std::setlocale(LC_ALL, "C");
+    while (in.more() && !diff) {
+        uint8_t op = in.byte() % text::kOps;
+        uint32_t arg = in.byte();
+        errno = 0;
+        switch (op) {
+        case text::Append: {
+            std::string piece(arg * 5, fill++);
+            if (fill > 'z')
+                fill = 'a';
+            if (string_builder_append(b, "%s", piece.c_str()) != 0)
+                diff = "append";
+            m += piece;
+            break;
+        }
+        case text::AppendInt:
+            if (string_builder_append(b, "<%d>", int(arg) - 128) != 0)
+                diff = "append int";
+            m += "<" + std::to_string(int(arg) - 128) + ">";
+            break;
+        case text::Truncate:
+            string_builder_truncate(b, arg * 9);
+            if (arg * 9u < m.size())
+                m.resize(arg * 9);
+            break;
+        case text::Unencodable:
+            // The C locale cannot encode this character: the text stays as it was.
+            if (string_builder_append(b, "%.*s%ls", int(arg), "partial piece", L"\u00e9") != -1 || errno != EILSEQ)
+                diff = "unencodable";
+            break;
+        }
+        if (string_builder_length(b) != m.size() || string_builder_to_string(b) != m)
+            diff = diff ? diff : "text";
+    }
+    string_builder_destroy(b);
+    return diff;
+}
+
+const char *check_bitmap(const uint8_t *data, size_t size)
+{
+    Reader in{data, size};
+    uint32_t bits = 1 + in.byte() * 2u + (in.byte() & 1);
+    // Exactly the words the size needs, so that a read past them is caught;
+    // the bits above the size hold junk the searches must ignore.
+    std::vector<uint32_t> map((bits + 31) / 32, 0);
+    uint32_t junk = bits % 32 ? ~0u << (bits % 32) : 0;
+    map.back() |= junk & (uint32_t(in.byte()) * 0x01010101u);
+    uint32_t above = map.back() & junk;
+    std::vector<bool> m(bits, false);
+    auto bit = [&](uint32_t k) { return (map[k >> 5] >> (k & 31)) & 1; };
+    auto scan = [&](uint32_t from, bool want) {
+        for (uint32_t k = from; k < bits; ++k)
+            if (m[k] == want)
+                return k;
+        return bits;
+    };
+    while (in.more()) {
+        uint8_t op = in.byte() % bits::kOps;
+        uint32_t a = in.byte() * bits / 256, c = in.byte();
+        switch (op) {
+        case bits::Set:
+        case bits::Clear: {
+            uint32_t count = c % (bits - a + 1);
+            (op == bits::Set ? bitmap_set : bitmap_clear)(map.data(), a, int32_t(count));
+            for (uint32_t k = a; k < a + count; ++k)
+                m[k] = op == bits::Set;
+            break;
+        }
+        case bits::FindFirst:
+            if (find_first_bit(map.data(), bits) != scan(0, true))
+                return "find_first_bit";
+            break;
+        case bits::FindFirstZero:
+            if (find_first_zero_bit(map.data(), bits) != scan(0, false))
+                return "find_first_zero_bit";
+            break;
+        case bits::FindNext:
+        case bits::FindNextZero: {
+            uint32_t offset = a + c % 40;  // at times at or past the size
+            bool set = op == bits::FindNext;
+            // Past the size the map must not be read at all.
+            const uint32_t *at = offset < bits ? map.data() : nullptr;
+            if ((set ? find_next_bit : find_next_zero_bit)(at, bits, offset) != scan(offset, set))
+                return set ? "find_next_bit" : "find_next_zero_bit";
+            break;
+        }
+        }
+        for (uint32_t k = 0; k < bits; ++k)
+            if (bit(k) != m[k])
+                return "bits";
+        if ((map.back() & junk) != above)
+            return "bits above the size";
+    }
+    return nullptr;
+}
+
+}  // namespace anvil_model

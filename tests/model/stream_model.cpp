@@ -1,0 +1,126 @@
+#include <anvil/array_stream.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <iterator>
+#include <vector>
+
+#include "model/model.hpp"
+#include "model/reader.hpp"
+
+namespace anvil_model {
+
+namespace {
+
+const uint32_t kSizes[] = {1, 3, 4, 8, 13};
+const uint32_t kChunks[] = {1, 2, 3, 4, 8};  // 3 is rounded up to 4
+
+struct Stream {
+    array_stream *s;
+    ~Stream() { array_stream_destroy(s); }
+};
+
+}  // namespace
+
+const char *check_array_stream(const uint8_t *data, size_t size)
+{
+    Reader in{data, size};
+    uint32_t esize = kSizes[in.byte() % std::size(kSizes)];
+    uint32_t chunk = kChunks[in.byte() % std::size(kChunks)];
+    Stream st{array_stream_create(esize, chunk)};
+    if (!st.s)
+        return "create failed";
+    chunk = chunk == 3 ? 4 : chunk;
+    // Contents, cursor, and where each index has ever lived: an element's
+    // address never changes, not even across a clear.
+    std::vector<unsigned char> bytes, out;
+    std::vector<unsigned char *> where;
+    uint32_t cursor = 0;
+    unsigned char next = 1;
+    auto len = [&] { return uint32_t(bytes.size() / esize); };
+    auto at = [&](uint32_t i) { return bytes.data() + size_t(i) * esize; };
+    while (in.more()) {
+        uint8_t op = in.byte() % stream::kOps;
+        uint8_t arg = in.byte();
+        switch (op) {
+        case stream::Write: {
+            uint32_t n = arg % 12, want = chunk - cursor % chunk;
+            want = n < want ? n : want;
+            errno = 0;
+            auto *p = static_cast<unsigned char *>(array_stream_write(st.s, &n));
+            if (want == 0) {
+                if (p || errno != EINVAL)
+                    return "write of 0";
+                break;
+            }
+            if (!p || n != want || (cursor < where.size() && where[cursor] != p))
+                return "write run";
+            for (uint32_t i = 0; i < want; ++i) {
+                if (cursor + i == where.size())
+                    where.push_back(p + size_t(i) * esize);
+                if (cursor + i == len())
+                    bytes.resize(bytes.size() + esize);
+                for (uint32_t b = 0; b < esize; ++b)
+                    at(cursor + i)[b] = p[size_t(i) * esize + b] = next++;
+            }
+            cursor += want;
+            break;
+        }
+        case stream::Read:
+        case stream::ReadOne: {
+            uint32_t n = 12345, want = chunk - cursor % chunk;
+            want = len() - cursor < want ? len() - cursor : want;
+            if (op == stream::ReadOne && want)
+                want = 1;
+            errno = 0;
+            auto *p = static_cast<unsigned char *>(array_stream_read(st.s, op == stream::Read ? &n : nullptr));
+            if (want == 0 ? p || errno : !p || p != where[cursor] || (op == stream::Read && n != want))
+                return "read run";
+            if (p && std::memcmp(p, at(cursor), size_t(want) * esize))
+                return "read bytes";
+            cursor += want;
+            break;
+        }
+        case stream::Index: {
+            uint32_t i = arg % (len() + 1);
+            errno = 0;
+            void *p = array_stream_index(st.s, i);
+            if (i == len() ? p || errno != EINVAL : p != where[i] || std::memcmp(p, at(i), esize))
+                return "index";
+            break;
+        }
+        case stream::Seek: {
+            int origin = arg % 4;
+            int32_t offset = int32_t(arg / 4) - 32;
+            int64_t base = origin == SEEK_SET ? 0 : origin == SEEK_CUR ? cursor : len();
+            int64_t to = base + offset;
+            if (array_stream_seek(st.s, offset, origin) != cursor)
+                return "seek result";
+            if (origin != 3)
+                cursor = uint32_t(to < 0 ? 0 : to > len() ? len() : to);
+            break;
+        }
+        case stream::Clear:
+        case stream::Drop:
+            op == stream::Clear ? array_stream_clear(st.s) : array_stream_drop(st.s, arg);
+            bytes.clear();
+            cursor = 0;
+            break;
+        case stream::CopyAll:
+            out.assign(bytes.size() + 1, 0xa5);
+            array_stream_copy_all(st.s, out.data());
+            if (!std::equal(bytes.begin(), bytes.end(), out.begin()) || out.back() != 0xa5)
+                return "copy_all";
+            break;
+        }
+        if (array_stream_length(st.s) != len() || array_stream_element_size(st.s) != esize)
+            return "length";
+        // The cursor, seen through a seek that leaves it where it is.
+        if (array_stream_seek(st.s, 0, SEEK_CUR) != cursor)
+            return "cursor";
+    }
+    return nullptr;
+}
+
+}  // namespace anvil_model
