@@ -7,36 +7,48 @@
 set -eu
 cd "$(dirname "$0")"
 . tools/deps.sh
-anvil_install_deps
-jobs=$(nproc)
-anvil_build build-asan -DANVIL_SANITIZE=ON -DANVIL_BENCH=OFF
-anvil_build build-tsan -DANVIL_TSAN=ON -DANVIL_BENCH=OFF -DANVIL_EXAMPLES=OFF
-# The /usr prefix: the Debian packages take their multiarch directory from it.
-anvil_build build-arm -DCMAKE_TOOLCHAIN_FILE=cmake/arm-linux-gnueabihf.cmake -DCMAKE_INSTALL_PREFIX=/usr
-CC=clang CXX=clang++ anvil_build build-fuzz -DANVIL_FUZZ=ON
 logs=$(mktemp -d)
 trap 'rm -rf "$logs"' EXIT
+# stage NAME: closes the running stage with its duration, then opens NAME
+# ("" only closes). The durations are repeated in the summary.
+stage_name="" stage_started=$(date +%s)
+stage() {
+  now=$(date +%s)
+  [ -z "$stage_name" ] || echo "$stage_name: $((now - stage_started)) s" | tee -a "$logs/times"
+  stage_name=$1 stage_started=$now
+  [ -z "$1" ] || echo "== $1"
+}
+stage "packages"
+anvil_install_deps
+jobs=$(nproc)
+stage "build: host (ASan, UBSan)"
+anvil_build build-asan -DANVIL_SANITIZE=ON -DANVIL_BENCH=OFF
+stage "build: host (TSan)"
+anvil_build build-tsan -DANVIL_TSAN=ON -DANVIL_BENCH=OFF -DANVIL_EXAMPLES=OFF
+# The /usr prefix: the Debian packages take their multiarch directory from it.
+stage "build: armhf"
+anvil_build build-arm -DCMAKE_TOOLCHAIN_FILE=cmake/arm-linux-gnueabihf.cmake -DCMAKE_INSTALL_PREFIX=/usr
+stage "build: fuzz targets (clang)"
+CC=clang CXX=clang++ anvil_build build-fuzz -DANVIL_FUZZ=ON
 # Each ctest run stops the script when it fails, its output last.
 run_ctest() {
   ctest --test-dir "$1" --output-on-failure -j "$jobs" | tee "$logs/$1"
   grep -q '^100% tests passed' "$logs/$1"
 }
-echo "== host tests (ASan, UBSan)"
+stage "host tests (ASan, UBSan)"
 run_ctest build-asan
-echo "== host mutex test (TSan)"
+stage "host mutex test (TSan)"
 run_ctest build-tsan
-echo "== armhf tests (qemu-arm)"
+stage "armhf tests (qemu-arm)"
 run_ctest build-arm
 # The plain host tree serves only the packaging checks, which need nothing
 # built but the library.
-echo "== host install, packages and shared object"
-started=$(date +%s)
+stage "host install, packages and shared object"
 [ -f build/CMakeCache.txt ] || cmake -S . -B build -G Ninja > /dev/null
 cmake -S . -B build -DCMAKE_INSTALL_PREFIX=/usr > /dev/null
 cmake --build build --target anvil
 ctest --test-dir build --output-on-failure -L package | tee "$logs/build"
 grep -q '^100% tests passed' "$logs/build"
-echo "host packaging: $(($(date +%s) - started)) s" | tee "$logs/build.time"
 
 # New inputs go to a scratch directory: the seed corpus in the tree stays as it is.
 # fuzz TARGET SECONDS SEED_DIR...
@@ -55,7 +67,7 @@ fuzz() {
     return 1
   fi
 }
-echo "== fuzzing"
+stage "fuzzing"
 fuzz_status=0
 fuzz fuzz_ini 60 tests/fuzz/ini tests/data/ini >> "$logs/fuzz" || fuzz_status=1
 fuzz fuzz_text 60 tests/fuzz/text >> "$logs/fuzz" || fuzz_status=1
@@ -65,6 +77,7 @@ for model in ring_buffer dlist array_stream word_containers string_builder bitma
 done
 grep -v '^fuzz_' "$logs/fuzz" || true  # what a failing target printed
 
+stage ""
 echo "== summary"
 grep '^fuzz_' "$logs/fuzz"
 echo "host tests (ASan, UBSan):"
@@ -75,5 +88,6 @@ echo "armhf tests (qemu-arm):"
 grep 'tests passed' "$logs/build-arm"
 echo "host install, packages and shared object:"
 grep 'tests passed' "$logs/build"
-cat "$logs/build.time"
+echo "stage times:"
+cat "$logs/times"
 exit $fuzz_status
