@@ -5,6 +5,8 @@
 #include <anvil/unsock.h>
 #include <benchmark/benchmark.h>
 
+#include "caller_memory.hpp"
+
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
@@ -36,33 +38,6 @@ int spawn_sh_true()
     if (posix_spawn(&pid, "/bin/sh", nullptr, nullptr, argv, environ) == 0)
         waitpid(pid, &status, 0);
     return status;
-}
-
-void hold_memory(size_t bytes)
-{
-    static void *ballast;
-    static size_t held;
-    if (held == bytes)
-        return;
-    if (ballast)
-        munmap(ballast, held);
-    ballast = nullptr;
-    held = 0;
-    if (bytes == 0)
-        return;
-    ballast = mmap(nullptr, bytes, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
-    if (ballast == MAP_FAILED) {
-        ballast = nullptr;
-        return;
-    }
-    std::memset(ballast, 1, bytes);
-    held = bytes;
-}
-
-void with_memory(benchmark::State &state)
-{
-    hold_memory(size_t(state.range(0)) << 30);
-    state.SetLabel(state.range(0) ? "1 GiB held" : "small");
 }
 
 void BM_lsystem_execd(benchmark::State &state)

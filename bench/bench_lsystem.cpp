@@ -5,6 +5,8 @@
 #include <anvil/unsock.h>
 #include <benchmark/benchmark.h>
 
+#include "caller_memory.hpp"
+
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
@@ -52,34 +54,6 @@ pid_t start_daemon()
     }
     close(l);
     return pid;
-}
-
-// Holds `bytes` of touched memory in the calling process.
-void hold_memory(size_t bytes)
-{
-    static void *ballast;
-    static size_t held;
-    if (held == bytes)
-        return;
-    if (ballast)
-        munmap(ballast, held);
-    ballast = nullptr;
-    held = 0;
-    if (bytes == 0)
-        return;
-    ballast = mmap(nullptr, bytes, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
-    if (ballast == MAP_FAILED) {
-        ballast = nullptr;
-        return;
-    }
-    std::memset(ballast, 1, bytes);
-    held = bytes;
-}
-
-void with_memory(benchmark::State &state)
-{
-    hold_memory(size_t(state.range(0)) << 30);
-    state.SetLabel(state.range(0) ? "1 GiB held" : "small");
 }
 
 void BM_lsystem(benchmark::State &state)
