@@ -42,11 +42,11 @@ run_ctest build-tsan
 stage "armhf tests (qemu-arm)"
 run_ctest build-arm
 # The plain host tree serves only the packaging checks, which need nothing
-# built but the library.
+# built but what is installed: the library, the daemon and the manual.
 stage "host install, packages and shared object"
 [ -f build/CMakeCache.txt ] || cmake -S . -B build -G Ninja > /dev/null
 cmake -S . -B build -DCMAKE_INSTALL_PREFIX=/usr > /dev/null
-cmake --build build --target anvil
+cmake --build build --target anvil anvil-execd manual
 ctest --test-dir build --output-on-failure -L package | tee "$logs/build"
 grep -q '^100% tests passed' "$logs/build"
 
