@@ -6,7 +6,7 @@
 
 #include "anvil/time_arith.h"
 
-#include "base/timespec_rules.hpp"
+#include "base/time_rules.hpp"
 
 void set_normalized_timespec(struct timespec *ts, std::int32_t sec, std::int32_t nsec)
 {

@@ -9,7 +9,7 @@
 #include <time.h>
 
 #include "anvil/defs.h"
-#include "base/timespec_rules.hpp"
+#include "base/time_rules.hpp"
 
 static_assert(sizeof(time_t) == 8, "needs a 64-bit time_t (glibc 2.34 or later on 32-bit targets)");
 
