@@ -7,6 +7,7 @@
 #include <sys/stat.h>
 
 #include "base/errno_guard.hpp"
+#include "fs/path_copy.hpp"
 
 namespace {
 
@@ -71,12 +72,10 @@ int mkdirp(const char *path)
     size_t len = std::strlen(path);
     if (len == 0)
         return anvil::fail(ENOENT);
-    char *copy = static_cast<char *>(std::malloc(len + 1));
+    // A lone "/" never gets here: mkdir("/") fails with EEXIST.
+    char *copy = anvil::copy_path_without_slash(path, &len);
     if (!copy)
         return -1;
-    std::memcpy(copy, path, len + 1);
-    if (len > 1 && copy[len - 1] == '/')
-        copy[len - 1] = '\0';
     int r = make_prefixes(copy);
     anvil::free_keep_errno(copy);
     return r;

@@ -11,6 +11,7 @@
 
 #include "base/errno_guard.hpp"
 #include "fs/dir_entries.hpp"
+#include "fs/path_copy.hpp"
 
 namespace {
 
@@ -101,12 +102,9 @@ int rm(const char *path)
     size_t len = std::strlen(path);
     if (len == 0)
         return anvil::fail(EINVAL);
-    char *copy = static_cast<char *>(std::malloc(len + 1));
+    char *copy = anvil::copy_path_without_slash(path, &len);
     if (!copy)
         return -1;
-    std::memcpy(copy, path, len + 1);
-    if (copy[len - 1] == '/')
-        copy[--len] = '\0';
     int r = remove_tree(copy, len);
     anvil::free_keep_errno(copy);
     return r;
