@@ -29,19 +29,25 @@ void BM_ArrayStreamWriteEach(benchmark::State &state)
     state.SetItemsProcessed(state.iterations() * n);
 }
 
+// Writes 0 .. n-1 straight into the stream's chunks, a run at a time.
+void write_runs(array_stream *s, uint32_t n)
+{
+    for (uint32_t i = 0; i < n;) {
+        uint32_t k = n - i;
+        auto *p = static_cast<int *>(array_stream_write(s, &k));
+        for (uint32_t j = 0; j < k; ++j)
+            p[j] = static_cast<int>(i + j);
+        i += k;
+    }
+    benchmark::DoNotOptimize(array_stream_index(s, n - 1));
+}
+
 void BM_ArrayStreamWriteRuns(benchmark::State &state)
 {
     const auto n = static_cast<uint32_t>(state.range(0));
     for (auto _ : state) {
         array_stream *s = array_stream_create(sizeof(int), kChunk);
-        for (uint32_t i = 0; i < n;) {
-            uint32_t k = n - i;
-            auto *p = static_cast<int *>(array_stream_write(s, &k));
-            for (uint32_t j = 0; j < k; ++j)
-                p[j] = static_cast<int>(i + j);
-            i += k;
-        }
-        benchmark::DoNotOptimize(array_stream_index(s, n - 1));
+        write_runs(s, n);
         array_stream_destroy(s);
     }
     state.SetItemsProcessed(state.iterations() * n);
@@ -66,14 +72,7 @@ void BM_ArrayStreamRefillRuns(benchmark::State &state)
     array_stream *s = array_stream_create(sizeof(int), kChunk);
     for (auto _ : state) {
         array_stream_clear(s);
-        for (uint32_t i = 0; i < n;) {
-            uint32_t k = n - i;
-            auto *p = static_cast<int *>(array_stream_write(s, &k));
-            for (uint32_t j = 0; j < k; ++j)
-                p[j] = static_cast<int>(i + j);
-            i += k;
-        }
-        benchmark::DoNotOptimize(array_stream_index(s, n - 1));
+        write_runs(s, n);
     }
     array_stream_destroy(s);
     state.SetItemsProcessed(state.iterations() * n);
