@@ -67,8 +67,15 @@ int string_builder_append(string_builder *builder, const char *format, ...)
     builder->data = data;
     builder->capacity = static_cast<uint32_t>(wanted);
     va_start(args, format);
-    std::vsnprintf(data + builder->length, builder->capacity - builder->length, format, args);
+    int again = std::vsnprintf(data + builder->length, builder->capacity - builder->length,
+                               format, args);
     va_end(args);
+    // Only a failure of the second pass (a wide-character conversion, say)
+    // can change the count; the text then stays as before the call.
+    if (again != r) {
+        data[builder->length] = '\0';
+        return -1;
+    }
     builder->length += n;
     return 0;
 }
