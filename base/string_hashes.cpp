@@ -157,7 +157,7 @@ u32 PJWHash(const char *str) { return hash_string(str, Pjw{}); }
 u32 ELFHash(const char *str) { return hash_string(str, Pjw{}); }
 u32 BKDRHash(const char *str) { return hash_string(str, Multiplicative<131>{0}); }
 // c + (hash << 6) + (hash << 16) - hash, that is hash * (64 + 65536 - 1) + c.
-u32 SDBMHash(const char *str) { return hash_string(str, Multiplicative<65599>{0}); }
+u32 SDBMHash(const char *str) { return hash_string(str, Multiplicative<65599u>{0}); }
 // (hash << 5) + hash + c, that is hash * 33 + c.
 u32 DJBHash(const char *str) { return hash_string(str, Multiplicative<33>{5381}); }
 u32 DEKHash(const char *str) { return hash_string(str, Dek{static_cast<u32>(std::strlen(str))}); }

@@ -20,7 +20,7 @@ public:
     {
         if (bounded_) {
             budget_.tv_sec = limit_ms / 1000;
-            budget_.tv_usec = (limit_ms % 1000) * 1000;
+            budget_.tv_usec = static_cast<decltype(budget_.tv_usec)>(limit_ms % 1000) * 1000;
         }
     }
 
@@ -42,7 +42,7 @@ public:
             std::printf("[%s] select time out! ret=%d.\n", name_, r);
             // Flushed at once so that, on a pipe, it is neither lost nor
             // reordered with the caller's later writes to the descriptor.
-            std::fflush(stdout);
+            (void)std::fflush(stdout);
         }
         return false;
     }

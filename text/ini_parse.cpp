@@ -150,7 +150,7 @@ template <unsigned char stop, unsigned char close>
 char *ini_take_name(ini_parse_state *st)
 {
     char *p = scan_to<stop, '\n', close, close>(st, st->cursor);
-    if (*p != close)
+    if (static_cast<unsigned char>(*p) != close)
         return anvil::fail(ENOEXEC, static_cast<char *>(nullptr));
     char *name = cut_span(st, st->cursor, p);
     if (name == p)
