@@ -144,6 +144,7 @@ uint32_t array_stream_seek(array_stream *s, int32_t offset, int origin)
     default: return before;
     }
     uint32_t target = base + static_cast<uint32_t>(offset);
+    // cppcheck-suppress knownConditionTrueFalse ; true when offset reaches below 0
     if (static_cast<int32_t>(target) < 0)
         s->position = 0;
     else if (target > s->length)

@@ -39,6 +39,7 @@ uintptr_t copy_class(uint32_t element_size)
 
 unsigned char *storage(const ring_buffer *rb)
 {
+    // NOLINTNEXTLINE(performance-no-int-to-ptr): data is a pointer with a tag
     return reinterpret_cast<unsigned char *>(rb->data & ~kClassBits);
 }
 
@@ -46,6 +47,7 @@ unsigned char *storage(const ring_buffer *rb)
 // creation).
 unsigned char *slot_address(const ring_buffer *rb, uint32_t slot)
 {
+    // NOLINTNEXTLINE(bugprone-implicit-widening-of-multiplication-result): 32 bits suffice
     return storage(rb) + slot * rb->element_size;
 }
 
@@ -98,6 +100,7 @@ template <bool kIn, uintptr_t kClass>
 uint32_t move_fixed(const ring_buffer *rb, UserBytes<kIn> *user, uint32_t slot)
 {
     constexpr size_t kSize = size_t{1} << (kClass - 1);
+    // NOLINTNEXTLINE(performance-no-int-to-ptr): data is a pointer with a tag
     auto *ring = reinterpret_cast<unsigned char *>(rb->data - kClass) + size_t{slot} * kSize;
     if constexpr (kIn)
         std::memcpy(ring, user, kSize);

@@ -14,7 +14,8 @@ inline dirent *next_entry(DIR *dir, int *err)
 {
     for (;;) {
         errno = 0;
-        dirent *e = ::readdir(dir);
+        // cppcheck-suppress readdirCalled ; see above
+        dirent *e = ::readdir(dir);  // NOLINT(concurrency-mt-unsafe): dir is private
         if (!e) {
             *err = errno;
             return nullptr;

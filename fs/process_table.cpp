@@ -96,7 +96,8 @@ int foreachProcess(foreach_process_callback visitor, void *arg)
     char path[32];
     for (;;) {
         errno = 0;
-        const dirent *entry = readdir(dir);
+        // cppcheck-suppress readdirCalled ; see above
+        const dirent *entry = readdir(dir);  // NOLINT(concurrency-mt-unsafe): dir is private
         if (!entry) {
             error = errno;
             break;
@@ -108,7 +109,7 @@ int foreachProcess(foreach_process_callback visitor, void *arg)
             continue;
         // A process that ended since the listing is skipped silently.
         if (read_stat_name(proc, path, name, sizeof name) == 0)
-            visitor(arg, atoi(entry->d_name), name);
+            visitor(arg, atoi(entry->d_name), name);  // NOLINT(cert-err34-c): all digits
     }
     (void)closedir(dir);
     return error ? anvil::fail(error) : 0;

@@ -70,6 +70,7 @@ ini_parser *ini_parser_create_by_config(const ini_parser_config *config)
     }
     std::uint32_t bits = config->hash_bits > kMaxHashBits ? kMaxHashBits : config->hash_bits;
     std::uint32_t bucket_count = std::uint32_t(1) << bits;
+    // NOLINTNEXTLINE(bugprone-sizeof-expression): the buckets are pointers
     auto **buckets = static_cast<ini_entry **>(std::malloc(bucket_count * sizeof(ini_entry *)));
     array_stream *entries = nullptr;
     if (buckets != nullptr)

@@ -34,6 +34,7 @@ std::uint32_t strtoul32_hex(const char *s)
         while (std::isspace(static_cast<unsigned char>(*s)))
             ++s;
         unsigned long magnitude = *s == '-' ? 0 - v : v;
+        // cppcheck-suppress compareValueOutOfTypeRangeError ; only where long is wider
         if (magnitude > UINT32_MAX)
             return anvil::fail(ERANGE, std::uint32_t(UINT32_MAX));
     }
@@ -49,11 +50,11 @@ int atoi_fast(const char *s)
     for (int i = 0; i < 9; ++i) {
         unsigned d = static_cast<unsigned char>(s[i]) - unsigned{'0'};
         if (d > 9)
-            return i != 0 ? v : std::atoi(s);
+            return i != 0 ? v : std::atoi(s);  // NOLINT(cert-err34-c): the contract is atoi's
         v = v * 10 + static_cast<int>(d);
     }
     unsigned d = static_cast<unsigned char>(s[9]) - unsigned{'0'};
-    return d > 9 ? v : std::atoi(s);
+    return d > 9 ? v : std::atoi(s);  // NOLINT(cert-err34-c): the contract is atoi's
 }
 
 }  // namespace
@@ -94,7 +95,7 @@ double ini_parser_double(const ini_parser *parser, const char *section, const ch
                          double def)
 {
     const char *v = ini_lookup(parser, section, key);
-    return v != nullptr ? std::atof(v) : def;
+    return v != nullptr ? std::atof(v) : def;  // NOLINT(cert-err34-c): the contract is atof's
 }
 
 int ini_parser_boolean(const ini_parser *parser, const char *section, const char *key, int def)
