@@ -33,7 +33,7 @@ enum class ParseResult { Run, Help, Version, Usage };
 ParseResult parse_options(int argc, char **argv, Config *config, char *err, std::size_t err_size);
 
 // The --help text.
-extern const char kHelpText[];
+extern const char kHelpText[];  // NOLINT(bugprone-dynamic-static-initializers): a constant
 
 // Exit statuses, as documented in --help.
 constexpr int kExitOk = 0;

@@ -49,7 +49,7 @@ struct Loop {
 
     explicit Loop(const Config &c, Log *l) : cfg(c), log(l) {}
 
-    bool watch(int fd, void *tag)
+    bool watch(int fd, void *tag) const
     {
         epoll_event ev{};
         ev.events = EPOLLIN;

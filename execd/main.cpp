@@ -23,7 +23,7 @@ constexpr char kSocketName[] = "execd";
 // Reports a failed start where it can be seen, then returns its status.
 int give_up(execd::Detach *detach, int status, const char *what)
 {
-    std::fprintf(stderr, "anvil-execd: %s: %s\n", what, std::strerror(errno));
+    (void)std::fprintf(stderr, "anvil-execd: %s: %s\n", what, std::strerror(errno));
     execd::detach_report(detach, status);
     return status;
 }
@@ -36,13 +36,13 @@ int main(int argc, char **argv)
     char err[160];
     switch (execd::parse_options(argc, argv, &config, err, sizeof err)) {
     case execd::ParseResult::Help:
-        std::fputs(execd::kHelpText, stdout);
+        (void)std::fputs(execd::kHelpText, stdout);
         return execd::kExitOk;
     case execd::ParseResult::Version:
         std::printf("anvil-execd %s\n", ANVIL_VERSION_STRING);
         return execd::kExitOk;
     case execd::ParseResult::Usage:
-        std::fprintf(stderr, "anvil-execd: %s\nTry 'anvil-execd --help'.\n", err);
+        (void)std::fprintf(stderr, "anvil-execd: %s\nTry 'anvil-execd --help'.\n", err);
         return execd::kExitUsage;
     case execd::ParseResult::Run:
         break;
@@ -61,7 +61,8 @@ int main(int argc, char **argv)
     // After the fork, so that the pid file names the daemon, not the starter.
     if (ensureOnlyoneProcessEntity(kInstanceName) != 0) {
         if (errno == EWOULDBLOCK) {
-            std::fprintf(stderr, "anvil-execd: already running (/var/run/%s.pid)\n", kInstanceName);
+            (void)std::fprintf(stderr, "anvil-execd: already running (/var/run/%s.pid)\n",
+                               kInstanceName);
             execd::detach_report(&detach, execd::kExitRunning);
             return execd::kExitRunning;
         }

@@ -85,7 +85,7 @@ bool parse_seconds(const char *s, int *ms)
     double v = std::strtod(s, &end);
     if (*end || !(v >= 0 && v <= 86400))
         return false;
-    *ms = int(v * 1000 + 0.5);
+    *ms = int(v * 1000 + 0.5);  // NOLINT(bugprone-incorrect-roundings): v is not negative
     return true;
 }
 
@@ -124,7 +124,7 @@ ParseResult parse_options(int argc, char **argv, Config *c, char *err, std::size
             break;
         case 'u':
             if (c->n_uids == kMaxAllowed) {
-                std::snprintf(err, err_size, "at most %u --allow-uid options", kMaxAllowed);
+                (void)std::snprintf(err, err_size, "at most %u --allow-uid options", kMaxAllowed);
                 return ParseResult::Usage;
             }
             ok = parse_uint(optarg, 0, 0xfffffffeul, &n);
@@ -132,7 +132,7 @@ ParseResult parse_options(int argc, char **argv, Config *c, char *err, std::size
             break;
         case 'G':
             if (c->n_gids == kMaxAllowed) {
-                std::snprintf(err, err_size, "at most %u --allow-gid options", kMaxAllowed);
+                (void)std::snprintf(err, err_size, "at most %u --allow-gid options", kMaxAllowed);
                 return ParseResult::Usage;
             }
             ok = parse_uint(optarg, 0, 0xfffffffeul, &n);
@@ -166,19 +166,19 @@ ParseResult parse_options(int argc, char **argv, Config *c, char *err, std::size
         case 'V':
             return ParseResult::Version;
         case ':':
-            std::snprintf(err, err_size, "--%s needs a value", name_of(optopt));
+            (void)std::snprintf(err, err_size, "--%s needs a value", name_of(optopt));
             return ParseResult::Usage;
         default:
-            std::snprintf(err, err_size, "unknown option '%s'", argv[optind - 1]);
+            (void)std::snprintf(err, err_size, "unknown option '%s'", argv[optind - 1]);
             return ParseResult::Usage;
         }
         if (!ok) {
-            std::snprintf(err, err_size, "bad value '%s' for --%s", optarg, name_of(opt));
+            (void)std::snprintf(err, err_size, "bad value '%s' for --%s", optarg, name_of(opt));
             return ParseResult::Usage;
         }
     }
     if (optind < argc) {
-        std::snprintf(err, err_size, "unexpected argument '%s'", argv[optind]);
+        (void)std::snprintf(err, err_size, "unexpected argument '%s'", argv[optind]);
         return ParseResult::Usage;
     }
     return ParseResult::Run;

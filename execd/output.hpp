@@ -10,7 +10,7 @@ struct Output {
     int read_fd = -1;   // non-blocking, watched by the loop
     int write_fd = -1;  // handed to each command as stdout and stderr
     unsigned len = 0;
-    char line[200];     // leaves room in a log line for the prefix
+    char line[200]{};   // leaves room in a log line for the prefix
 };
 
 bool output_open(Output *out);

@@ -5,8 +5,6 @@
 #include <fcntl.h>
 #include <unistd.h>
 
-extern char **environ;
-
 namespace execd {
 
 bool spawner_init(Spawner *s, int out_fd)
