@@ -1,6 +1,7 @@
 #!/bin/sh
-# Builds if needed and runs every test: the host build under AddressSanitizer
-# and UndefinedBehaviorSanitizer, the mutex test under ThreadSanitizer, the
+# Runs the static analysis (clang-tidy, cppcheck), then builds if needed and
+# runs every test: the host build under AddressSanitizer and
+# UndefinedBehaviorSanitizer, the mutex test under ThreadSanitizer, the
 # armhf build under qemu (with the install, package and ABI checks), the same
 # install and package checks on a plain host build, then each fuzz target over
 # its seeds: a minute for the parsers, half a minute for each container model.
@@ -21,6 +22,10 @@ stage() {
 stage "packages"
 anvil_install_deps
 jobs=$(nproc)
+# First: it builds nothing, and a finding fails the run in a minute or two.
+stage "static analysis"
+tools/analyze.sh | tee "$logs/analysis"
+grep -q '^static analysis: clean' "$logs/analysis"
 stage "build: host (ASan, UBSan)"
 anvil_build build-asan -DANVIL_SANITIZE=ON -DANVIL_BENCH=OFF
 stage "build: host (TSan)"
@@ -79,6 +84,8 @@ grep -v '^fuzz_' "$logs/fuzz" || true  # what a failing target printed
 
 stage ""
 echo "== summary"
+echo "static analysis:"
+grep -E '^(clang-tidy|cppcheck) ' "$logs/analysis"
 grep '^fuzz_' "$logs/fuzz"
 echo "host tests (ASan, UBSan):"
 grep 'tests passed' "$logs/build-asan"

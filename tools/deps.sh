@@ -3,7 +3,7 @@
 ANVIL_PACKAGES="cmake ninja-build g++ clang libclang-rt-14-dev
   g++-arm-linux-gnueabihf qemu-user googletest libgtest-dev libbenchmark-dev
   libck-dev libinih-dev libiniparser-dev libglib2.0-dev libxxhash-dev strace
-  pkgconf dpkg-dev file abigail-tools python3 groff-base man-db"
+  pkgconf dpkg-dev file abigail-tools python3 groff-base man-db clang-tidy cppcheck"
 
 anvil_install_deps() {
   missing=""
