@@ -24,6 +24,9 @@ struct Conn {
 
 // An intrusive FIFO. Each list is filled in deadline order because its
 // timeout is the same for every member, so the earliest deadline is first.
+// A member's neighbours point back at it (the head has no prev, the tail no
+// next), so remove() leaves nothing linked to it; the loop frees a Conn only
+// after removing it, so no list ever leads to a freed one.
 struct ConnList {
     Conn *head = nullptr, *tail = nullptr;
     unsigned count = 0;
@@ -38,6 +41,7 @@ struct ConnList {
     }
     void remove(Conn *c)
     {
+        // NOLINTNEXTLINE(clang-analyzer-unix.Malloc): c is a member, so not freed yet
         (c->prev ? c->prev->next : head) = c->next;
         (c->next ? c->next->prev : tail) = c->prev;
         --count;
