@@ -1,7 +1,8 @@
 #!/bin/sh
 # Runs the static analysis (clang-tidy, cppcheck), then builds if needed and
 # runs every test: the host build under AddressSanitizer and
-# UndefinedBehaviorSanitizer, the mutex test under ThreadSanitizer, the
+# UndefinedBehaviorSanitizer, the host build again for the library's coverage
+# (gcovr's report), the mutex test under ThreadSanitizer, the
 # armhf build under qemu (with the install, package and ABI checks), the same
 # install and package checks on a plain host build, then each fuzz target over
 # its seeds: a minute for the parsers, half a minute for each container model.
