@@ -1,7 +1,8 @@
 #!/bin/sh
 # Runs the static analysis (clang-tidy, cppcheck), then builds if needed and
 # runs every test: the host build under AddressSanitizer and
-# UndefinedBehaviorSanitizer, the mutex test under ThreadSanitizer, the
+# UndefinedBehaviorSanitizer, the host build again for the library's coverage
+# (gcovr's report), the mutex test under ThreadSanitizer, the
 # armhf build under qemu (with the install, package and ABI checks), the same
 # install and package checks on a plain host build, then each fuzz target over
 # its seeds: a minute for the parsers, half a minute for each container model.
@@ -28,6 +29,10 @@ tools/analyze.sh | tee "$logs/analysis"
 grep -q '^static analysis: clean' "$logs/analysis"
 stage "build: host (ASan, UBSan)"
 anvil_build build-asan -DANVIL_SANITIZE=ON -DANVIL_BENCH=OFF
+# Unoptimised and without the sanitizers, whose checks would count as
+# branches of the library's own.
+stage "build: host (coverage)"
+anvil_build build-cov -DCMAKE_BUILD_TYPE=Debug -DANVIL_COVERAGE=ON -DANVIL_BENCH=OFF -DANVIL_EXAMPLES=OFF
 stage "build: host (TSan)"
 anvil_build build-tsan -DANVIL_TSAN=ON -DANVIL_BENCH=OFF -DANVIL_EXAMPLES=OFF
 # The /usr prefix: the Debian packages take their multiarch directory from it.
@@ -42,6 +47,17 @@ run_ctest() {
 }
 stage "host tests (ASan, UBSan)"
 run_ctest build-asan
+# Counts start from zero; gcovr.cfg holds the filters and the thresholds,
+# under which the run fails once the rest is done. The per-file report is
+# also left in build-cov/coverage/index.html.
+stage "coverage (host tests, gcov)"
+find build-cov -name '*.gcda' -delete
+run_ctest build-cov
+coverage_status=0
+mkdir -p build-cov/coverage
+gcovr build-cov --txt "$logs/coverage.txt" --html-details build-cov/coverage/index.html \
+  > "$logs/coverage" 2>&1 || coverage_status=1
+cat "$logs/coverage.txt" "$logs/coverage"
 stage "host mutex test (TSan)"
 run_ctest build-tsan
 stage "armhf tests (qemu-arm)"
@@ -89,6 +105,9 @@ grep -E '^(clang-tidy|cppcheck) ' "$logs/analysis"
 grep '^fuzz_' "$logs/fuzz"
 echo "host tests (ASan, UBSan):"
 grep 'tests passed' "$logs/build-asan"
+echo "coverage (host tests, gcov):"
+grep 'tests passed' "$logs/build-cov"
+grep -E '^(lines|branches):|ERROR' "$logs/coverage" || true
 echo "host mutex test (TSan):"
 grep 'tests passed' "$logs/build-tsan"
 echo "armhf tests (qemu-arm):"
@@ -97,4 +116,4 @@ echo "host install, packages and shared object:"
 grep 'tests passed' "$logs/build"
 echo "stage times:"
 cat "$logs/times"
-exit $fuzz_status
+exit $((fuzz_status | coverage_status))

@@ -29,22 +29,19 @@ Result with_errno(F call)
 
 }  // namespace
 
+// Values, errno and lengths are checked against a model (tests/model).
 TEST(CQueue, WrapsAtCapacityAndRestartsAtSlotZeroWhenEmptied)
 {
     c_queue *q = c_queue_create(3);
-    EXPECT_EQ(c_queue_push(q, 1) + c_queue_push(q, 2) + c_queue_push(q, 3), 0);
-    EXPECT_EQ(with_errno([q] { return c_queue_push(q, 9); }), Result(-1, ENOBUFS));
-    EXPECT_EQ(c_queue_pop(q), 1u);
-    EXPECT_EQ(c_queue_push(q, 4), 0);
-    EXPECT_TRUE(slot0(q) == 4 && c_queue_peek(q) == 2 && c_queue_length(q) == 3);
-    for (uintptr_t x : {2, 3, 4})
-        EXPECT_EQ(c_queue_pop(q), x);
-    EXPECT_EQ(with_errno([q] { return c_queue_pop(q); }), Result(0, ENODATA));
-    EXPECT_EQ(with_errno([q] { return c_queue_peek(q); }), Result(0, ENODATA));
-    c_queue_push(q, 5);
-    c_queue_pop(q);  // emptied with head and tail at slot 1
+    for (uintptr_t x : {1, 2, 3})
+        c_queue_push(q, x);
+    c_queue_pop(q);
+    c_queue_push(q, 4);  // the tail wraps
+    EXPECT_EQ(slot0(q), 4u);
+    for (int i = 0; i < 3; ++i)
+        c_queue_pop(q);  // emptied with head and tail at slot 1
     c_queue_push(q, 7);
-    EXPECT_TRUE(slot0(q) == 7 && c_queue_length(q) == 1);
+    EXPECT_EQ(slot0(q), 7u);
     c_queue_destroy(q);
 }
 

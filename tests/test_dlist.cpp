@@ -25,7 +25,8 @@ Values values(const dlist *l)
 
 // Insertion, removal and search are checked against a model (tests/model),
 // failed allocations by the reliability matrix. Here: nodes of another list
-// are refused, and searches and comparisons follow their callback.
+// are refused, searches and comparisons follow their callback, and a removal
+// needs none.
 TEST(Dlist, RefusalsAndQueries)
 {
     dlist *l = dlist_create(), *m = dlist_create(), *e = dlist_create();
@@ -47,6 +48,8 @@ TEST(Dlist, RefusalsAndQueries)
     EXPECT_EQ(compared, (Values{4, 1, 5, 2, 6, 1}));
     EXPECT_EQ(dlist_equal(l, m, same) + dlist_equal(e, e, nullptr), 0);
     EXPECT_EQ(dlist_equal(e, e, same), 1);
+    dlist_remove_first(l, nullptr);  // the value is only dropped
+    EXPECT_EQ(values(l), (Values{2, 1}));
     for (dlist *x : {l, m, e})
         dlist_destroy(x, nullptr);
 }

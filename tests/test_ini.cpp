@@ -126,6 +126,9 @@ TEST_F(Ini, SystemFailures)
     // sysfs reports a page for files holding a few bytes: the read comes up short.
     if (access("/sys/devices/system/cpu/online", R_OK) == 0)
         EXPECT_EQ(Loaded("/sys/devices/system/cpu/online").error, EBUSY);
+    // 4 GiB, sparse: refused before anything is allocated or read.
+    ASSERT_EQ(truncate64(write("").c_str(), off64_t{1} << 32), 0);
+    EXPECT_EQ(Loaded(path_).error, ENOMEM);
 }
 
 // Ten chunks of entries: the iteration crosses chunk boundaries.
@@ -161,7 +164,7 @@ TEST_F(Ini, ForeachCrossesChunks)
 TEST_F(Ini, TypedLookups)
 {
     Loaded h(write("[net]\nport = 8080\nPort = 1\nint = 42abc\nneg = -12\nh1 = 1f\nh2 = 0x1F\n"
-                   "h3 = 0X1f\nhzz = zz\nhbig = 100000000\nhneg = -1\nhmax = FFFFFFFF\npi = 3.25\n"
+                   "h3 = 0X1f\nhzz = zz\nhbig = 100000000\nhhuge = 10000000000000000\nhneg = -1\nhmax = FFFFFFFF\npi = 3.25\n"
                    "empty =\nd9 = 123456789x\nd10 = 2147483647\nd11 = 99999999999\n[bool]\nt1 = yes\nt2 = TRUE\nt3 = y\nt4 = t\nt5 = Tx\nt6 = 10\n"
                    "f1 = no\nf2 = false\nf3 = on\nf4 = 0\nf5 = n\n"));
     ini_parser *p = h.p;
@@ -175,7 +178,7 @@ TEST_F(Ini, TypedLookups)
     errno = 0;  // strtoul on a 32-bit long, wherever long is wider
     EXPECT_EQ(ini_parser_hex(p, "net", "hmax", 0) & ini_parser_hex(p, "net", "hneg", 0), ~0u);
     EXPECT_EQ(errno, 0);
-    EXPECT_EQ(ini_parser_hex(p, "net", "hbig", 0), ~0u);
+    EXPECT_EQ(ini_parser_hex(p, "net", "hbig", 0) & ini_parser_hex(p, "net", "hhuge", 0), ~0u);
     EXPECT_EQ(errno, ERANGE);
     EXPECT_EQ(ini_parser_double(p, "net", "pi", 0), 3.25);
     // An empty value is present, not the default.

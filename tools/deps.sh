@@ -1,7 +1,7 @@
 # Installs, with apt, whatever of the build's packages is missing.
 # Sourced by build.sh and test.sh.
 ANVIL_PACKAGES="cmake ninja-build g++ clang libclang-rt-14-dev
-  g++-arm-linux-gnueabihf qemu-user googletest libgtest-dev libbenchmark-dev
+  g++-arm-linux-gnueabihf qemu-user googletest libgtest-dev gcovr libbenchmark-dev
   libck-dev libinih-dev libiniparser-dev libglib2.0-dev libxxhash-dev strace
   pkgconf dpkg-dev file abigail-tools python3 groff-base man-db clang-tidy cppcheck"
 
