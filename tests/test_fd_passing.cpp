@@ -2,10 +2,8 @@
 #include <gtest/gtest.h>
 
 #include <cstdint>
-#include <cstdio>
 #include <cstring>
 #include <optional>
-#include <sys/wait.h>
 #include <tuple>
 #include <vector>
 
@@ -43,10 +41,7 @@ TEST_F(FdPassing, RefusesEmptyArgumentsBeforeAnyTransfer)
 {
     char buf[4];
     size_t len = 4, zero = 0;
-    const struct {
-        const char *what;
-        int err;
-    } cases[] = {
+    const struct { const char *what; int err; } cases[] = {
         {"send: no data", fails(sendFdAndDataByUnSock(sv[0], 0, "x", 0))},
         {"send: NULL data", fails(sendFdAndDataByUnSock(sv[0], 0, nullptr, 1))},
         {"send: fd -1", fails(sendFdAndDataByUnSock(sv[0], -1, "x", 1))},
@@ -57,25 +52,6 @@ TEST_F(FdPassing, RefusesEmptyArgumentsBeforeAnyTransfer)
     for (auto &c : cases)
         EXPECT_EQ(c.err, EINVAL) << c.what;
     EXPECT_EQ(fails(recv(sv[1], buf, 4, MSG_DONTWAIT)), EAGAIN);  // nothing was sent
-}
-
-TEST_F(FdPassing, APassedDescriptorSharesTheFileOffsetAcrossProcesses)
-{
-    FILE *file = tmpfile();
-    ASSERT_TRUE(file);
-    int fd = fileno(file);
-    pid_t child = fork();
-    ASSERT_GE(child, 0);
-    if (child == 0) {
-        int got = recvFdByUnSock(sv[1]);
-        _exit(got >= 0 && got != fd && write(got, "hello", 5) == 5 ? 0 : 1);
-    }
-    EXPECT_EQ(sendFdAndDataByUnSock(sv[0], fd, "abcd", 4), 4);
-    int status = 0;
-    ASSERT_EQ(waitpid(child, &status, 0), child);
-    EXPECT_EQ(status, 0);
-    EXPECT_EQ(lseek(fd, 0, SEEK_CUR), 5);
-    fclose(file);
 }
 
 TEST_F(FdPassing, DataAndTheControlMessageOnTheWire)
@@ -101,49 +77,23 @@ TEST_F(FdPassing, DataAndTheControlMessageOnTheWire)
         EXPECT_EQ(msg.msg_controllen, 16u);
     }
     close(got);
-
-    // And the other way: 10 bytes into a 100-byte buffer.
-    ASSERT_EQ(sendFdAndDataByUnSock(sv[1], STDIN_FILENO, "0123456789", 10), 10);
-    size_t len = sizeof data;
-    anvil_test::Fd fd{recvFdAndDataByUnSock(sv[0], data, &len)};
-    EXPECT_GE(fd, 0);
-    EXPECT_EQ(std::string(data, len), "0123456789");
 }
 
-TEST_F(FdPassing, MessagesWithoutOneDescriptorAreRefused)
+TEST_F(FdPassing, TwoDescriptorsAreRefusedAndNeitherIsKept)
 {
-    ASSERT_EQ(send(sv[0], "plain", 5, 0), 5);
-    char buf[16] = {};
-    size_t len = sizeof buf;
-    EXPECT_EQ(fails(recvFdAndDataByUnSock(sv[1], buf, &len)), EPROTOTYPE);
-    EXPECT_EQ(len, 5u);
-    EXPECT_STREQ(buf, "plain");
-
-    if (sizeof(void *) == 8) {
-        // Two descriptors fit a 64-bit control buffer; neither may stay open.
-        // (qemu-user keeps those that do not fit a 32-bit guest's buffer.)
-        int two[2] = {STDIN_FILENO, STDIN_FILENO};
-        alignas(cmsghdr) unsigned char control[CMSG_SPACE(sizeof two)] = {};
-        iovec iov = {(void *)"x", 1};
-        msghdr msg = message(&iov, control, sizeof control);
-        cmsghdr *c = CMSG_FIRSTHDR(&msg);
-        c->cmsg_len = CMSG_LEN(sizeof two);
-        c->cmsg_level = SOL_SOCKET;
-        c->cmsg_type = SCM_RIGHTS;
-        std::memcpy(CMSG_DATA(c), two, sizeof two);
-        ASSERT_EQ(sendmsg(sv[0], &msg, 0), 1);
-        EXPECT_EQ(fails(recvFdByUnSock(sv[1])), EPROTOTYPE);
-    }
-}
-
-TEST_F(FdPassing, AClosedPeer)
-{
-    pair_->close_end(0);
-    char buf[4];
-    size_t len = sizeof buf;
-    EXPECT_EQ(fails(recvFdAndDataByUnSock(sv[1], buf, &len)), ECONNRESET);
-    EXPECT_EQ(len, sizeof buf);
-    EXPECT_EQ(fails(recvFdByUnSock(sv[1])), ECONNRESET);
-    // SIGPIPE keeps its default action: raising it would end the program.
-    EXPECT_EQ(fails(sendFdAndDataByUnSock(sv[1], STDIN_FILENO, "x", 1)), EPIPE);
+    // Two descriptors fit a 64-bit control buffer; neither may stay open.
+    // (qemu-user keeps those that do not fit a 32-bit guest's buffer.)
+    if (sizeof(void *) != 8)
+        GTEST_SKIP() << "no room for two descriptors in a 32-bit control buffer";
+    int two[2] = {STDIN_FILENO, STDIN_FILENO};
+    alignas(cmsghdr) unsigned char control[CMSG_SPACE(sizeof two)] = {};
+    iovec iov = {(void *)"x", 1};
+    msghdr msg = message(&iov, control, sizeof control);
+    cmsghdr *c = CMSG_FIRSTHDR(&msg);
+    c->cmsg_len = CMSG_LEN(sizeof two);
+    c->cmsg_level = SOL_SOCKET;
+    c->cmsg_type = SCM_RIGHTS;
+    std::memcpy(CMSG_DATA(c), two, sizeof two);
+    ASSERT_EQ(sendmsg(sv[0], &msg, 0), 1);
+    EXPECT_EQ(fails(recvFdByUnSock(sv[1])), EPROTOTYPE);
 }

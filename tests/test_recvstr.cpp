@@ -4,10 +4,7 @@
 #include <cstdlib>
 #include <fcntl.h>
 #include <malloc.h>
-#include <pthread.h>
 #include <string>
-#include <sys/ioctl.h>
-#include <thread>
 
 #include "support/io_helpers.hpp"
 #include "support/test_support.hpp"
@@ -32,49 +29,33 @@ void send_all(int fd, const std::string &s) { ASSERT_EQ(send(fd, s.data(), s.siz
 
 TEST(Recvstr, SizesAcrossBlockBoundaries)
 {
-    anvil_test::Usr1Interrupts usr1;  // the blocked recv sees EINTR
     // Allocations: the first block; beyond it the stream, its table, one
     // chunk per further 4096 bytes and the gathered result. Each case is
     // sent whole, so that every recv fills what room is left, with each
-    // allocation failing in turn and then none; then one byte per recv,
-    // after a signal has interrupted the wait.
+    // allocation failing in turn and then none. (Strings that come one byte
+    // per recv, or under signals, are in test_stress.cpp.)
     const struct { size_t n, blocks; int allocations; } cases[] = {
         {5, 1, 1}, {4095, 1, 1}, {4096, 1, 1}, {4097, 2, 5}, {8192, 2, 5}, {10001, 3, 6}};
-    for (bool bytewise : {false, true})
-        for (auto &c : cases)
-            for (int ok = bytewise ? c.allocations : 0; ok <= c.allocations; ++ok) {
-                SCOPED_TRACE(testing::Message() << c.n << (bytewise ? " bytewise" : ", ok ") << ok);
-                Channel s;
-                std::string sent = text(c.n);
-                std::thread peer;
-                if (bytewise)
-                    peer = std::thread([&, self = pthread_self()] {
-                        usleep(20000);
-                        pthread_kill(self, SIGUSR1);
-                        for (char ch : sent) {
-                            ASSERT_EQ(send(s.fd[1], &ch, 1, 0), 1);
-                            int queued = 1;
-                            while (queued > 0 && ioctl(s.fd[0], FIONREAD, &queued) == 0)
-                                sched_yield();  // until the byte has been taken
-                        }
-                    });
-                else
-                    send_all(s.fd[1], sent), anvil_test::fail_alloc_after(ok == c.allocations ? 1000 : ok);
-                char *r = recvstr(s.fd[0]);
-                int calls = anvil_test::alloc_calls();
-                anvil_test::disarm_alloc_failure();
-                if (peer.joinable())
-                    peer.join();
-                if (ok < c.allocations) {
-                    EXPECT_TRUE(r == nullptr && errno == ENOMEM);
-                    continue;
-                }
-                EXPECT_TRUE(bytewise || calls == c.allocations) << calls;
-                ASSERT_NE(r, nullptr);
-                EXPECT_EQ(malloc_usable_size(r) / 4096, c.blocks);
-                EXPECT_EQ(std::string(r, c.n), sent);
-                free(r);
+    for (auto &c : cases)
+        for (int ok = 0; ok <= c.allocations; ++ok) {
+            SCOPED_TRACE(testing::Message() << c.n << ", ok " << ok);
+            Channel s;
+            std::string sent = text(c.n);
+            send_all(s.fd[1], sent);
+            anvil_test::fail_alloc_after(ok == c.allocations ? 1000 : ok);
+            char *r = recvstr(s.fd[0]);
+            int calls = anvil_test::alloc_calls();
+            anvil_test::disarm_alloc_failure();
+            if (ok < c.allocations) {
+                EXPECT_TRUE(r == nullptr && errno == ENOMEM);
+                continue;
             }
+            EXPECT_EQ(calls, c.allocations);
+            ASSERT_NE(r, nullptr);
+            EXPECT_EQ(malloc_usable_size(r) / 4096, c.blocks);
+            EXPECT_EQ(std::string(r, c.n), sent);
+            free(r);
+        }
 }
 
 TEST(Recvstr, EndsOnlyAtALastNulAndFailsWithoutOne)

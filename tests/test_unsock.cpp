@@ -2,10 +2,8 @@
 #include <gtest/gtest.h>
 
 #include <fcntl.h>
-#include <pthread.h>
 #include <string>
 #include <sys/un.h>
-#include <thread>
 
 #include "support/io_helpers.hpp"
 #include "support/isolated_test.hpp"
@@ -55,35 +53,15 @@ TEST_F(Unsock, FailuresLeaveNoDescriptor)
     EXPECT_GE(Fd{listenUnTcpSock("busy")}, 0);  // free at once: nothing to remove
 }
 
-TEST_F(Unsock, StreamAndDatagramExchange)
+// Streams between these endpoints are moved in test_stress.cpp.
+TEST_F(Unsock, DatagramExchangeAndSocketFlags)
 {
-    Fd l{listenUnTcpSock("stream")}, c{connectUnSock("stream", SOCK_STREAM)}, a{acceptUnTcpSock(l)};
-    ASSERT_GE(a, 0);
-    EXPECT_EQ(send(c, "ping", 4, 0), 4);
-    char buf[8] = {};
-    EXPECT_EQ(recv(a, buf, sizeof buf, 0), 4);
-    EXPECT_STREQ(buf, "ping");
-
+    Fd l{listenUnTcpSock("stream")}, c{connectUnSock("stream", SOCK_STREAM)};
     Fd d{bindUnUdpSock("dgram")}, s{connectUnSock("dgram", SOCK_DGRAM)};
     ASSERT_GE(s, 0);
+    char buf[8];
     EXPECT_EQ(send(s, "datagram", 8, 0), 8);
     EXPECT_EQ(recv(d, buf, sizeof buf, 0), 8);
     for (int fd : {l.fd, c.fd, d.fd, s.fd})  // blocking, and inherited across exec
         EXPECT_EQ(fcntl(fd, F_GETFD) | (fcntl(fd, F_GETFL) & O_NONBLOCK), 0) << fd;
-}
-
-TEST_F(Unsock, AcceptResumesAfterSignal)
-{
-    anvil_test::Usr1Interrupts usr1;  // accept sees EINTR
-    Fd l{listenUnTcpSock("patient")};
-    ASSERT_GE(l, 0);
-    std::thread other([self = pthread_self()] {
-        for (int i = 0; i < 5; ++i) {
-            usleep(5000);
-            pthread_kill(self, SIGUSR1);
-        }
-        close(connectUnSock("patient", SOCK_STREAM));
-    });
-    EXPECT_GE(Fd{acceptUnTcpSock(l)}, 0);
-    other.join();
 }

@@ -11,8 +11,6 @@ namespace anvil_test {
 
 std::optional<std::int32_t> ExecdStub::default_reply(const std::string &command)
 {
-    if (command == "close")
-        return std::nullopt;
     if (command.rfind("reply ", 0) == 0)
         return std::atoi(command.c_str() + 6);
     return static_cast<std::int32_t>(command.size() + 1);

@@ -17,8 +17,8 @@ public:
     // connection without replying.
     using Reply = std::function<std::optional<std::int32_t>(const std::string &)>;
 
-    // Default behaviour: "close" is not answered, "reply N" answers N, and
-    // anything else is answered with the request's size including its NUL.
+    // Default behaviour: "reply N" answers N, and anything else is answered
+    // with the request's size including its NUL.
     static std::optional<std::int32_t> default_reply(const std::string &command);
 
     explicit ExecdStub(Reply reply = default_reply);

@@ -2,7 +2,6 @@
 #pragma once
 #include <gtest/gtest.h>
 #include <cerrno>
-#include <csignal>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -38,19 +37,6 @@ struct Channel {
             close(fd[i]);
         fd[i] = -1;
     }
-};
-
-// SIGUSR1 handled without SA_RESTART while in scope, so that a blocked call
-// sees EINTR; the previous action comes back afterwards.
-struct Usr1Interrupts {
-    struct sigaction old {};
-    Usr1Interrupts()
-    {
-        struct sigaction sa {};
-        sa.sa_handler = [](int) {};
-        sigaction(SIGUSR1, &sa, &old);
-    }
-    ~Usr1Interrupts() { sigaction(SIGUSR1, &old, nullptr); }
 };
 
 }  // namespace anvil_test
