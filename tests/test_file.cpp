@@ -162,11 +162,4 @@ TEST_F(File, TouchUpdatesTimesOrCreatesEmpty)
     EXPECT_EQ(failure(touch(path("none/t").c_str())), ENOENT);
 }
 
-TEST_F(File, EchoReportsAFullDevice)
-{
-    std::string dir = mount_scratch("small", 64 << 10);
-    ANVIL_NEED_MOUNT(dir);
-    EXPECT_EQ(failure(echo((dir + "/f").c_str(), std::string(100 << 10, 'x').c_str(), 0)), ENOSPC);
-}
-
 }  // namespace

@@ -164,14 +164,4 @@ TEST_F(Path, MvRenamesOrCopiesAcrossFileSystems)
     EXPECT_TRUE(exists("d"));
 }
 
-TEST_F(Path, CopyAndMvReportAFullDevice)
-{
-    std::string small = mount_scratch("small", 64 << 10);
-    ANVIL_NEED_MOUNT(small);
-    write_file(path("big"), std::string(200 << 10, 'b'));
-    EXPECT_EQ(failure(__copyFile(path("big").c_str(), (small + "/big").c_str(), 0)), ENOSPC);
-    EXPECT_EQ(failure(mv(path("big").c_str(), (small + "/big").c_str())), ENOSPC);
-    EXPECT_TRUE(exists("big"));
-}
-
 }  // namespace
