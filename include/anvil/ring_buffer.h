@@ -11,7 +11,7 @@
  * All counts are in elements, never bytes. Only create sets errno; the other
  * calls report how much they did. No function checks the handle for NULL and
  * nothing is locked: callers serialise every call on one buffer, consumer's
- * calls included, since draining also resets the producer's counter.
+ * calls included, since the reset on draining touches both counters.
  */
 #ifndef ANVIL_RING_BUFFER_H
 #define ANVIL_RING_BUFFER_H
