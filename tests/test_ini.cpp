@@ -171,7 +171,7 @@ TEST_F(Ini, TypedLookups)
     ASSERT_NE(p, nullptr);
     EXPECT_EQ(ini_parser_int(p, "net", "port", 0) + ini_parser_int(p, "net", "Port", 0), 8081);
     EXPECT_EQ(ini_parser_int(p, "net", "int", 0) + ini_parser_int(p, "net", "neg", 0), 30);
-    for (const char *k : {"d9", "d10", "d11"})  // around the digits converted inline
+    for (const char *k : {"d9", "d10", "d11", "hzz", "hneg", "pi"})  // the cases converted inline
         EXPECT_EQ(ini_parser_int(p, "net", k, 0), atoi(ini_parser_string(p, "net", k, ""))) << k;
     EXPECT_EQ(ini_parser_hex(p, "net", "h1", 0) + ini_parser_hex(p, "net", "h2", 0) +
               ini_parser_hex(p, "net", "h3", 0) + ini_parser_hex(p, "net", "hzz", 5), 93u);

@@ -41,17 +41,28 @@ std::uint32_t strtoul32_hex(const char *s)
     return static_cast<std::uint32_t>(v);
 }
 
-// atoi, with the common value of at most nine decimal digits converted
-// inline: such a value has no white space or sign to skip and cannot
-// overflow, so the result is the same. Anything else goes to atoi.
+// ASCII white space: no locale counts another ASCII byte as a space.
+bool is_ascii_space(unsigned c)
+{
+    return c == ' ' || c - unsigned{'\t'} <= unsigned{'\r' - '\t'};
+}
+
+// atoi, with the common values converted inline: up to nine decimal digits
+// (no white space or sign to skip, no overflow), and values whose first byte
+// is ASCII and can neither start a number nor be skipped as a space or sign,
+// for which atoi gives 0 and leaves errno alone. Anything else goes to atoi.
 int atoi_fast(const char *s)
 {
     int v = 0;
     for (int i = 0; i < 9; ++i) {
-        unsigned d = static_cast<unsigned char>(s[i]) - unsigned{'0'};
-        if (d > 9)
-            return i != 0 ? v : std::atoi(s);  // NOLINT(cert-err34-c): the contract is atoi's
-        v = v * 10 + static_cast<int>(d);
+        unsigned c = static_cast<unsigned char>(s[i]);
+        if (c - unsigned{'0'} > 9) {
+            if (i != 0)
+                return v;
+            bool no_number = c < 0x80 && !is_ascii_space(c) && c != '+' && c != '-';
+            return no_number ? 0 : std::atoi(s);  // NOLINT(cert-err34-c): the contract is atoi's
+        }
+        v = v * 10 + static_cast<int>(c - unsigned{'0'});
     }
     unsigned d = static_cast<unsigned char>(s[9]) - unsigned{'0'};
     return d > 9 ? v : std::atoi(s);  // NOLINT(cert-err34-c): the contract is atoi's
