@@ -11,6 +11,7 @@
 #include <unistd.h>
 
 #include "base/errno_guard.hpp"
+#include "fs/stat_name.hpp"
 
 namespace {
 
@@ -28,18 +29,6 @@ bool is_all_digits(const char *text)
     return true;
 }
 
-// The name is what lies between the '(' and the first ')': a name that holds
-// ')' itself is cut there.
-const char *parse_stat_name(char *text)
-{
-    char *close = std::strchr(text, ')');
-    if (!close)
-        return nullptr;
-    *close = '\0';
-    char *open = std::strchr(text, '(');
-    return open ? open + 1 : nullptr;
-}
-
 // Reads the name from the stat file at path, relative to dir.
 int read_stat_name(int dir, const char *path, char *out, size_t size)
 {
@@ -54,12 +43,7 @@ int read_stat_name(int dir, const char *path, char *out, size_t size)
         return -1;
     }
     (void)close(fd);
-    text[got] = '\0';
-    const char *name = parse_stat_name(text);
-    if (!name)
-        return anvil::fail(EFAULT);
-    (void)std::snprintf(out, size, "%s", name);
-    return 0;
+    return anvil::copy_stat_name(text, static_cast<size_t>(got), out, size);
 }
 
 void kill_matching(void *arg, int pid, const char *name)

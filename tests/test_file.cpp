@@ -23,35 +23,8 @@ struct Seen {
 void record(void *arg, const char *data, uint32_t length)
 {
     auto *seen = static_cast<Seen *>(arg);
-    disarm_alloc_failure();  // the test's own copy must not fail
     ++seen->calls;
     seen->data.assign(data, length);
-}
-
-TEST_F(File, EchoWritesTextAndOneLineFeed)
-{
-    struct Case {
-        const char *before, *text;  // before nullptr: no file
-        int append;
-        const char *after;
-    } cases[] = {
-        {nullptr, "", 0, "\n"},     {nullptr, "x", 1, "x\n"},          {"old, longer\n", "new", 0, "new\n"},
-        {"old\n", "new", 1, "old\nnew\n"}, {"no newline", "", 1, "no newline\n"},
-    };
-    umask(0);
-    for (const Case &c : cases) {
-        unlink(path("f").c_str());
-        if (c.before)
-            write_file(path("f"), c.before);
-        EXPECT_EQ(echo(path("f").c_str(), c.text, c.append), 0);
-        EXPECT_EQ(read_file(path("f")), c.after) << c.text;
-        EXPECT_EQ(mode_of(path("f")), 0666u);
-    }
-    umask(022);
-    std::string text(70000, 'L');
-    EXPECT_EQ(echo(path("long").c_str(), text.c_str(), 0), 0);
-    EXPECT_EQ(read_file(path("long")), text + "\n");
-    EXPECT_EQ(failure(echo(path("none/f").c_str(), "x", 0)), ENOENT);
 }
 
 // Two processes replace, then append, in one file: a reader under a shared
@@ -89,24 +62,14 @@ TEST_F(File, ConcurrentEchoesNeverTearALine)
     EXPECT_EQ(count[1], 200);
 }
 
-TEST_F(File, CatHandsOverTheWholeContentTerminatedOnce)
+// Content of every size, and the refusals of echo and cat, are the fuzz
+// target's; it cannot write a NUL.
+TEST_F(File, CatAddsNoSecondTerminatorAndNeedsAConsumer)
 {
-    for (size_t size : {0u, 4095u, 4096u, 4097u, 20480u, 70000u}) {
-        std::string content(size, 'c');
-        for (size_t i = 0; i < size; ++i)
-            content[i] = static_cast<char>('A' + i % 26);
-        write_file(path("f"), content);
-        Seen seen;
-        ASSERT_EQ(cat(path("f").c_str(), record, &seen), 0);
-        EXPECT_EQ(seen.calls, 1);
-        EXPECT_EQ(seen.data, content + '\0') << size;
-    }
     write_file(path("f"), std::string("ab\0", 3));
     Seen seen;
     ASSERT_EQ(cat(path("f").c_str(), record, &seen), 0);
     EXPECT_EQ(seen.data, std::string("ab\0", 3));
-    EXPECT_EQ(failure(cat(path("missing").c_str(), record, &seen)), ENOENT);
-    EXPECT_EQ(failure(cat(path("").c_str(), record, &seen)), EISDIR);  // a read error
     EXPECT_EQ(failure(cat(path("f").c_str(), nullptr, nullptr)), EINVAL);
     EXPECT_EQ(seen.calls, 1);
 }

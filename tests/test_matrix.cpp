@@ -22,7 +22,6 @@
 #include <fcntl.h>
 #include <unistd.h>
 
-#include "model/model.hpp"
 #include "support/execd_stub.hpp"
 #include "support/isolated_test.hpp"
 
@@ -479,40 +478,6 @@ TEST_F(Matrix, EverySystemCallFailsInTurn)
                         EXPECT_TRUE(!ok && armed_errno == err) << "got " << strerror(armed_errno);
                     EXPECT_EQ(open_fd_count(), fds) << "descriptor leaked";
                 }
-    }
-}
-
-// Model checks of the containers over fixed scripts; the fuzz targets run
-// the same checks over generated ones.
-TEST_F(Matrix, ContainersAgreeWithTheirModels)
-{
-    using namespace anvil_model;
-    using namespace anvil_model::ring;
-    using namespace anvil_model::list;
-    const struct {
-        Check check;
-        const char *what;
-        std::vector<uint8_t> script;
-    } rows[] = {
-        {check_ring_buffer, "1-byte elements through both copies, wrapping",
-         script({1, 0, 0, 0, Write, 3, Read, 2, Write, 3, Read, 4, Write, 1, Read, 1})},
-        {check_ring_buffer, "2-byte elements through both copies, wrapping",
-         script({1, 1, 0, 0, Write, 3, Read, 2, Write, 3, Read, 4, Write, 2, Read, 2})},
-        {check_ring_buffer, "in-place runs stop at the end of the storage",
-         script({2, 3, 0, 0, Fill, 6, Drain, 4, Fill, 9, Drain, 1, Write, 9, Drain, 9, Drain, 9})},
-        {check_ring_buffer, "counters across 2^32, then reset",
-         script({0, 0, 1, 2, Write, 5, Read, 2, Fill, 1, Reset, 0, Write, 1, Drain, 1})},
-        {check_ring_buffer, "counters across 2^32 in place",
-         script({0, 3, 1, 0, Fill, 3, Drain, 1, Drain, 2, Write, 1, Reset, 0})},
-        {check_dlist, "searches from either end where the answers differ",
-         script({AddLast, 1, AddLast, 2, AddLast, 1, AddLast, 3, FindLast, 1, Find, 1, FindLast, 0, Find, 3})},
-        {check_dlist, "insertions and removals at every position",
-         script({AddFirst, 2, AddBefore, 0, 1, AddAfter, 0, 3, AddAfter, 2, 0, AddBefore, 3, 2, RemoveNode, 1,
-                 RemoveNode, 9, RemoveLast, RemoveFirst, Equal, 2, Equal, 1, Clear, RemoveFirst, RemoveLast})},
-    };
-    for (const auto &r : rows) {
-        const char *diff = r.check(r.script.data(), r.script.size());
-        EXPECT_EQ(diff, nullptr) << r.what << ": " << diff;
     }
 }
 

@@ -2,6 +2,7 @@
 // and every file in every directory named. A failing input aborts.
 #include <cstdint>
 #include <cstdio>
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -18,6 +19,8 @@ int main(int argc, char **argv)
         fs::path arg = argv[i];
         auto run = [&](const fs::path &file) {
             std::ifstream in(file, std::ios::binary);
+            if (!in)
+                std::exit(1);
             std::string bytes((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
             LLVMFuzzerTestOneInput(reinterpret_cast<const uint8_t *>(bytes.data()), bytes.size());
             ++inputs;

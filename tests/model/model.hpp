@@ -1,26 +1,21 @@
 // Model-based checks of the containers: a script of operations, decoded from
 // bytes, runs against the container and a standard-library model side by
 // side, and every result and every state is compared after every step. The
-// same checks run as fuzz targets and, over fixed scripts, in the tests.
+// same checks run as fuzz targets and, over their saved inputs, in the tests.
 #pragma once
 
 #include <cstddef>
 #include <cstdint>
-#include <initializer_list>
-#include <vector>
 
 namespace anvil_model {
 
-// Returns nullptr when container and model agreed throughout, else what
-// differed first.
-using Check = const char *(*)(const uint8_t *data, size_t size);
-
-const char *check_ring_buffer(const uint8_t *data, size_t size);
-const char *check_dlist(const uint8_t *data, size_t size);
-const char *check_array_stream(const uint8_t *data, size_t size);
-const char *check_word_containers(const uint8_t *data, size_t size);
-const char *check_string_builder(const uint8_t *data, size_t size);
-const char *check_bitmap(const uint8_t *data, size_t size);
+// Each ends the run (ANVIL_CHECK) where container and model first differ.
+void check_ring_buffer(const uint8_t *data, size_t size);
+void check_dlist(const uint8_t *data, size_t size);
+void check_array_stream(const uint8_t *data, size_t size);
+void check_word_containers(const uint8_t *data, size_t size);
+void check_string_builder(const uint8_t *data, size_t size);
+void check_bitmap(const uint8_t *data, size_t size);
 
 // Operation codes: a script is a header, then operations, each a code byte
 // followed by its argument bytes. Codes are taken modulo their count.
@@ -58,10 +53,5 @@ namespace bits {
 // scaled to the size.
 enum Op : uint8_t { Set, Clear, FindFirst, FindFirstZero, FindNext, FindNextZero, kOps };
 }  // namespace bits
-
-inline std::vector<uint8_t> script(std::initializer_list<int> bytes)
-{
-    return std::vector<uint8_t>(bytes.begin(), bytes.end());
-}
 
 }  // namespace anvil_model

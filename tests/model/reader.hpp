@@ -3,6 +3,8 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <cstdio>
+#include <cstdlib>
 
 namespace anvil_model {
 
@@ -20,3 +22,7 @@ struct Reader {
 };
 
 }  // namespace anvil_model
+
+// Ends a fuzz run at the first disagreement with the model, naming the check.
+#define ANVIL_CHECK(ok) \
+    ((ok) ? (void)0 : (std::fprintf(stderr, "%s:%d: %s\n", __FILE__, __LINE__, #ok), std::abort()))

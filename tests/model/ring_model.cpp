@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <iterator>
 #include <deque>
+#include <vector>
 
 #include "model/model.hpp"
 #include "model/reader.hpp"
@@ -26,20 +27,16 @@ struct Model {
     }
     void removed(uint32_t n)
     {
+        bytes.erase(bytes.begin(), bytes.begin() + n * size);
         consumed += n;
         if (consumed == written)
             written = consumed = 0;
     }
 };
 
-struct Ring {
-    ring_buffer *rb;
-    ~Ring() { ring_buffer_destroy(rb); }
-};
-
 }  // namespace
 
-const char *check_ring_buffer(const uint8_t *data, size_t size)
+void check_ring_buffer(const uint8_t *data, size_t size)
 {
     Reader in{data, size};
     Model m;
@@ -52,16 +49,15 @@ const char *check_ring_buffer(const uint8_t *data, size_t size)
         m.capacity = 1u << 16;
         m.size = m.size % 4 + 1;
     }
-    Ring r{ring_buffer_create(m.capacity, m.size)};
-    if (!r.rb)
-        return "create failed";
+    ring_buffer *rb = ring_buffer_create(m.capacity, m.size);
+    ANVIL_CHECK(rb);
     if (near_wrap) {
         // One element always stored, so that nothing drains on the way.
-        ring_buffer_commit(r.rb, 1);
+        ring_buffer_commit(rb, 1);
         for (uint64_t left = (uint64_t{1} << 32) - distance, step; left; left -= step) {
             step = left < m.capacity - 1 ? left : m.capacity - 1;
-            ring_buffer_commit(r.rb, uint32_t(step));
-            ring_buffer_decommit(r.rb, uint32_t(step));
+            ring_buffer_commit(rb, uint32_t(step));
+            ring_buffer_decommit(rb, uint32_t(step));
         }
         m.consumed = uint32_t(0) - distance;
         m.written = m.consumed + 1;
@@ -79,65 +75,50 @@ const char *check_ring_buffer(const uint8_t *data, size_t size)
             for (auto &b : buf)
                 b = next++;
             uint32_t want = n < room ? n : room;
-            if (ring_buffer_write(r.rb, buf.data(), n) != want)
-                return "write count";
+            ANVIL_CHECK(ring_buffer_write(rb, buf.data(), n) == want);
             m.bytes.insert(m.bytes.end(), buf.begin(), buf.begin() + want * m.size);
             m.written += want;
             break;
         }
         case ring::Read: {
             uint32_t want = n < len ? n : len;
-            if (ring_buffer_read(r.rb, buf.data(), n) != want)
-                return "read count";
-            if (!std::equal(buf.begin(), buf.begin() + want * m.size, m.bytes.begin()))
-                return "read bytes";
-            if (buf[want * m.size] != 0)
-                return "read past the count";
-            m.bytes.erase(m.bytes.begin(), m.bytes.begin() + want * m.size);
+            ANVIL_CHECK(ring_buffer_read(rb, buf.data(), n) == want);
+            ANVIL_CHECK(std::equal(buf.begin(), buf.begin() + want * m.size, m.bytes.begin()));
+            ANVIL_CHECK(buf[want * m.size] == 0);  // nothing past the count
             m.removed(want);
             break;
         }
         case ring::Fill: {
             uint32_t got;
-            auto *at = static_cast<unsigned char *>(ring_buffer_reserve(r.rb, &got));
-            if (got != m.run(m.written, room) || (at == nullptr) != (got == 0))
-                return "reserve run";
+            auto *at = static_cast<unsigned char *>(ring_buffer_reserve(rb, &got));
+            ANVIL_CHECK(got == m.run(m.written, room) && (at == nullptr) == (got == 0));
             uint32_t k = n < got ? n : got;
             for (size_t i = 0; i < size_t(k) * m.size; ++i)
                 m.bytes.push_back(at[i] = next++);
-            if (ring_buffer_commit(r.rb, k) != k)
-                return "commit count";
+            ANVIL_CHECK(ring_buffer_commit(rb, k) == k);
             m.written += k;
             break;
         }
         case ring::Drain: {
             uint32_t got;
-            auto *at = static_cast<unsigned char *>(ring_buffer_peek(r.rb, &got));
-            if (got != m.run(m.consumed, len) || (at == nullptr) != (got == 0))
-                return "peek run";
-            if (!std::equal(at, at + size_t(got) * m.size, m.bytes.begin()))
-                return "peek bytes";
+            auto *at = static_cast<unsigned char *>(ring_buffer_peek(rb, &got));
+            ANVIL_CHECK(got == m.run(m.consumed, len) && (at == nullptr) == (got == 0));
+            ANVIL_CHECK(std::equal(at, at + size_t(got) * m.size, m.bytes.begin()));
             uint32_t want = n < len ? n : len;
-            if (ring_buffer_decommit(r.rb, n) != want)
-                return "decommit count";
-            m.bytes.erase(m.bytes.begin(), m.bytes.begin() + want * m.size);
+            ANVIL_CHECK(ring_buffer_decommit(rb, n) == want);
             m.removed(want);
             break;
         }
         case ring::Reset:
-            ring_buffer_reset(r.rb);
+            ring_buffer_reset(rb);
             m.bytes.clear();
             m.written = m.consumed = 0;
             break;
         }
-        if (ring_buffer_len(r.rb) != m.len())
-            return "len";
-        if (ring_buffer_empty(r.rb) != (m.len() == 0))
-            return "empty";
-        if (ring_buffer_full(r.rb) != (m.len() == m.capacity))
-            return "full";
+        ANVIL_CHECK(ring_buffer_len(rb) == m.len() && ring_buffer_empty(rb) == (m.len() == 0) &&
+                    ring_buffer_full(rb) == (m.len() == m.capacity));
     }
-    return nullptr;
+    ring_buffer_destroy(rb);
 }
 
 }  // namespace anvil_model

@@ -15,15 +15,14 @@
 
 namespace anvil_model {
 
-const char *check_word_containers(const uint8_t *data, size_t size)
+void check_word_containers(const uint8_t *data, size_t size)
 {
     Reader in{data, size};
     uint32_t capacity = in.byte() % 9;
     c_queue *q = c_queue_create(capacity);
     c_stack *s = c_stack_create(capacity);
     std::deque<uintptr_t> mq, ms;
-    const char *diff = nullptr;
-    while (in.more() && !diff) {
+    while (in.more()) {
         uint8_t op = in.byte() % words::kOps;
         bool queue = op < words::StackPush;
         auto &m = queue ? mq : ms;
@@ -32,36 +31,31 @@ const char *check_word_containers(const uint8_t *data, size_t size)
             uintptr_t v = in.byte();
             bool room = m.size() < capacity;
             int r = queue ? c_queue_push(q, v) : c_stack_push(s, v);
-            if (r != (room ? 0 : -1) || errno != (room ? 0 : ENOBUFS))
-                diff = "push";
-            else if (room)
+            ANVIL_CHECK(r == (room ? 0 : -1) && errno == (room ? 0 : ENOBUFS));
+            if (room)
                 m.push_back(v);
         } else {
             bool pop = op == words::QueuePop || op == words::StackPop;
             uintptr_t r = queue ? (pop ? c_queue_pop(q) : c_queue_peek(q)) : (pop ? c_stack_pop(s) : c_stack_peek(s));
             uintptr_t want = m.empty() ? 0 : queue ? m.front() : m.back();
-            if (r != want || errno != (m.empty() ? ENODATA : 0))
-                diff = pop ? "pop" : "peek";
-            else if (pop && !m.empty())
+            ANVIL_CHECK(r == want && errno == (m.empty() ? ENODATA : 0));
+            if (pop && !m.empty())
                 queue ? m.pop_front() : m.pop_back();
         }
-        if (c_queue_length(q) != mq.size() || c_stack_length(s) != ms.size())
-            diff = "length";
+        ANVIL_CHECK(c_queue_length(q) == mq.size() && c_stack_length(s) == ms.size());
     }
     c_queue_destroy(q);
     c_stack_destroy(s);
-    return diff;
 }
 
-const char *check_string_builder(const uint8_t *data, size_t size)
+void check_string_builder(const uint8_t *data, size_t size)
 {
     Reader in{data, size};
     string_builder *b = string_builder_create();
     std::string m;
-    const char *diff = nullptr;
     char fill = 'a';
     std::setlocale(LC_ALL, "C");
-    while (in.more() && !diff) {
+    while (in.more()) {
         uint8_t op = in.byte() % text::kOps;
         uint32_t arg = in.byte();
         errno = 0;
@@ -70,14 +64,12 @@ const char *check_string_builder(const uint8_t *data, size_t size)
             std::string piece(arg * 5, fill++);
             if (fill > 'z')
                 fill = 'a';
-            if (string_builder_append(b, "%s", piece.c_str()) != 0)
-                diff = "append";
+            ANVIL_CHECK(string_builder_append(b, "%s", piece.c_str()) == 0);
             m += piece;
             break;
         }
         case text::AppendInt:
-            if (string_builder_append(b, "<%d>", int(arg) - 128) != 0)
-                diff = "append int";
+            ANVIL_CHECK(string_builder_append(b, "<%d>", int(arg) - 128) == 0);
             m += "<" + std::to_string(int(arg) - 128) + ">";
             break;
         case text::Truncate:
@@ -87,18 +79,15 @@ const char *check_string_builder(const uint8_t *data, size_t size)
             break;
         case text::Unencodable:
             // The C locale cannot encode this character: the text stays as it was.
-            if (string_builder_append(b, "%.*s%ls", int(arg), "partial piece", L"\u00e9") != -1 || errno != EILSEQ)
-                diff = "unencodable";
+            ANVIL_CHECK(string_builder_append(b, "%.*s%ls", int(arg), "partial piece", L"\u00e9") == -1 && errno == EILSEQ);
             break;
         }
-        if (string_builder_length(b) != m.size() || string_builder_to_string(b) != m)
-            diff = diff ? diff : "text";
+        ANVIL_CHECK(string_builder_length(b) == m.size() && string_builder_to_string(b) == m);
     }
     string_builder_destroy(b);
-    return diff;
 }
 
-const char *check_bitmap(const uint8_t *data, size_t size)
+void check_bitmap(const uint8_t *data, size_t size)
 {
     Reader in{data, size};
     uint32_t bits = 1 + in.byte() * 2u + (in.byte() & 1);
@@ -129,12 +118,10 @@ const char *check_bitmap(const uint8_t *data, size_t size)
             break;
         }
         case bits::FindFirst:
-            if (find_first_bit(map.data(), bits) != scan(0, true))
-                return "find_first_bit";
+            ANVIL_CHECK(find_first_bit(map.data(), bits) == scan(0, true));
             break;
         case bits::FindFirstZero:
-            if (find_first_zero_bit(map.data(), bits) != scan(0, false))
-                return "find_first_zero_bit";
+            ANVIL_CHECK(find_first_zero_bit(map.data(), bits) == scan(0, false));
             break;
         case bits::FindNext:
         case bits::FindNextZero: {
@@ -142,18 +129,14 @@ const char *check_bitmap(const uint8_t *data, size_t size)
             bool set = op == bits::FindNext;
             // Past the size the map must not be read at all.
             const uint32_t *at = offset < bits ? map.data() : nullptr;
-            if ((set ? find_next_bit : find_next_zero_bit)(at, bits, offset) != scan(offset, set))
-                return set ? "find_next_bit" : "find_next_zero_bit";
+            ANVIL_CHECK((set ? find_next_bit : find_next_zero_bit)(at, bits, offset) == scan(offset, set));
             break;
         }
         }
         for (uint32_t k = 0; k < bits; ++k)
-            if (bit(k) != m[k])
-                return "bits";
-        if ((map.back() & junk) != above)
-            return "bits above the size";
+            ANVIL_CHECK(bit(k) == m[k]);
+        ANVIL_CHECK((map.back() & junk) == above);  // the bits above the size
     }
-    return nullptr;
 }
 
 }  // namespace anvil_model

@@ -16,21 +16,15 @@ namespace {
 const uint32_t kSizes[] = {1, 3, 4, 8, 13};
 const uint32_t kChunks[] = {1, 2, 3, 4, 8};  // 3 is rounded up to 4
 
-struct Stream {
-    array_stream *s;
-    ~Stream() { array_stream_destroy(s); }
-};
-
 }  // namespace
 
-const char *check_array_stream(const uint8_t *data, size_t size)
+void check_array_stream(const uint8_t *data, size_t size)
 {
     Reader in{data, size};
     uint32_t esize = kSizes[in.byte() % std::size(kSizes)];
     uint32_t chunk = kChunks[in.byte() % std::size(kChunks)];
-    Stream st{array_stream_create(esize, chunk)};
-    if (!st.s)
-        return "create failed";
+    array_stream *st = array_stream_create(esize, chunk);
+    ANVIL_CHECK(st);
     chunk = chunk == 3 ? 4 : chunk;
     // Contents, cursor, and where each index has ever lived: an element's
     // address never changes, not even across a clear.
@@ -48,14 +42,12 @@ const char *check_array_stream(const uint8_t *data, size_t size)
             uint32_t n = arg % 12, want = chunk - cursor % chunk;
             want = n < want ? n : want;
             errno = 0;
-            auto *p = static_cast<unsigned char *>(array_stream_write(st.s, &n));
+            auto *p = static_cast<unsigned char *>(array_stream_write(st, &n));
             if (want == 0) {
-                if (p || errno != EINVAL)
-                    return "write of 0";
+                ANVIL_CHECK(!p && errno == EINVAL);
                 break;
             }
-            if (!p || n != want || (cursor < where.size() && where[cursor] != p))
-                return "write run";
+            ANVIL_CHECK(p && n == want && (cursor >= where.size() || where[cursor] == p));
             for (uint32_t i = 0; i < want; ++i) {
                 if (cursor + i == where.size())
                     where.push_back(p + size_t(i) * esize);
@@ -74,20 +66,17 @@ const char *check_array_stream(const uint8_t *data, size_t size)
             if (op == stream::ReadOne && want)
                 want = 1;
             errno = 0;
-            auto *p = static_cast<unsigned char *>(array_stream_read(st.s, op == stream::Read ? &n : nullptr));
-            if (want == 0 ? p || errno : !p || p != where[cursor] || (op == stream::Read && n != want))
-                return "read run";
-            if (p && std::memcmp(p, at(cursor), size_t(want) * esize))
-                return "read bytes";
+            auto *p = static_cast<unsigned char *>(array_stream_read(st, op == stream::Read ? &n : nullptr));
+            ANVIL_CHECK(want == 0 ? !p && !errno : p == where[cursor] && (op == stream::ReadOne || n == want));
+            ANVIL_CHECK(!p || std::memcmp(p, at(cursor), size_t(want) * esize) == 0);
             cursor += want;
             break;
         }
         case stream::Index: {
             uint32_t i = arg % (len() + 1);
             errno = 0;
-            void *p = array_stream_index(st.s, i);
-            if (i == len() ? p || errno != EINVAL : p != where[i] || std::memcmp(p, at(i), esize))
-                return "index";
+            void *p = array_stream_index(st, i);
+            ANVIL_CHECK(i == len() ? !p && errno == EINVAL : p == where[i] && std::memcmp(p, at(i), esize) == 0);
             break;
         }
         case stream::Seek: {
@@ -95,32 +84,28 @@ const char *check_array_stream(const uint8_t *data, size_t size)
             int32_t offset = int32_t(arg / 4) - 32;
             int64_t base = origin == SEEK_SET ? 0 : origin == SEEK_CUR ? cursor : len();
             int64_t to = base + offset;
-            if (array_stream_seek(st.s, offset, origin) != cursor)
-                return "seek result";
+            ANVIL_CHECK(array_stream_seek(st, offset, origin) == cursor);
             if (origin != 3)
                 cursor = uint32_t(to < 0 ? 0 : to > len() ? len() : to);
             break;
         }
         case stream::Clear:
         case stream::Drop:
-            op == stream::Clear ? array_stream_clear(st.s) : array_stream_drop(st.s, arg);
+            op == stream::Clear ? array_stream_clear(st) : array_stream_drop(st, arg);
             bytes.clear();
             cursor = 0;
             break;
         case stream::CopyAll:
             out.assign(bytes.size() + 1, 0xa5);
-            array_stream_copy_all(st.s, out.data());
-            if (!std::equal(bytes.begin(), bytes.end(), out.begin()) || out.back() != 0xa5)
-                return "copy_all";
+            array_stream_copy_all(st, out.data());
+            ANVIL_CHECK(std::equal(bytes.begin(), bytes.end(), out.begin()) && out.back() == 0xa5);
             break;
         }
-        if (array_stream_length(st.s) != len() || array_stream_element_size(st.s) != esize)
-            return "length";
+        ANVIL_CHECK(array_stream_length(st) == len() && array_stream_element_size(st) == esize);
         // The cursor, seen through a seek that leaves it where it is.
-        if (array_stream_seek(st.s, 0, SEEK_CUR) != cursor)
-            return "cursor";
+        ANVIL_CHECK(array_stream_seek(st, 0, SEEK_CUR) == cursor);
     }
-    return nullptr;
+    array_stream_destroy(st);
 }
 
 }  // namespace anvil_model
