@@ -252,7 +252,7 @@ int ring_buffer_full(const ring_buffer *rb)
     if (at == rb->consumed) [[likely]] {
         // Empty: the element goes to slot 0, and written and consumed become
         // 1 and 0 in one store.
-        static_assert(offsetof(ring_buffer, consumed) == sizeof(uint32_t));
+        static_assert(offsetof(ring_buffer, written) == 0 && offsetof(ring_buffer, consumed) == sizeof(uint32_t));
         constexpr uint64_t kOneStored = std::endian::native == std::endian::little ? 1 : uint64_t{1} << 32;
         std::memcpy(rb, &kOneStored, sizeof kOneStored);
         return copy_one<true>(rb, user, 0);
