@@ -11,7 +11,6 @@
 
 #include "model/reader.hpp"
 
-
 namespace {
 
 enum Op : uint8_t { Advance, Shorten, FromVec, ToVec, FromVecEnd, ToVecEnd, kOps };

@@ -19,7 +19,6 @@
 
 #include "model/reader.hpp"
 
-
 // Where the sanitizer offers it, each allocation is counted.
 extern "C" __attribute__((weak)) int __sanitizer_install_malloc_and_free_hooks(
     void (*)(const volatile void *, size_t), void (*)(const volatile void *));

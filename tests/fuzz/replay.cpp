@@ -2,11 +2,11 @@
 // and every file in every directory named. A failing input aborts.
 #include <cstdint>
 #include <cstdio>
-#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <string>
+#include <vector>
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size);
 
@@ -14,24 +14,20 @@ namespace fs = std::filesystem;
 
 int main(int argc, char **argv)
 {
-    int inputs = 0;
+    std::vector<fs::path> files;
     for (int i = 1; i < argc; ++i) {
-        fs::path arg = argv[i];
-        auto run = [&](const fs::path &file) {
-            std::ifstream in(file, std::ios::binary);
-            if (!in)
-                std::exit(1);
-            std::string bytes((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
-            LLVMFuzzerTestOneInput(reinterpret_cast<const uint8_t *>(bytes.data()), bytes.size());
-            ++inputs;
-        };
-        if (fs::is_directory(arg)) {
-            for (const auto &e : fs::directory_iterator(arg))
-                run(e.path());
-        } else {
-            run(arg);
-        }
+        if (fs::is_directory(argv[i]))
+            files.insert(files.end(), fs::directory_iterator(argv[i]), fs::directory_iterator());
+        else
+            files.emplace_back(argv[i]);
     }
-    std::printf("%d inputs replayed\n", inputs);
-    return inputs ? 0 : 1;
+    for (const fs::path &file : files) {
+        std::ifstream in(file, std::ios::binary);
+        if (!in)
+            return 1;
+        std::string bytes((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+        LLVMFuzzerTestOneInput(reinterpret_cast<const uint8_t *>(bytes.data()), bytes.size());
+    }
+    std::printf("%zu inputs replayed\n", files.size());
+    return files.empty();
 }

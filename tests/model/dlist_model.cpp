@@ -4,11 +4,18 @@
 #include <vector>
 
 #include "model/model.hpp"
-#include "model/reader.hpp"
 
 namespace anvil_model {
 
 namespace {
+
+// No header. Values are small so that searches meet duplicates.
+enum Op : uint8_t {
+    AddFirst, AddLast, AddBefore, AddAfter,  // [index,] value
+    RemoveFirst, RemoveLast, RemoveNode,     // [index]
+    Clear, Find, FindLast, Equal,            // [value]; Equal compares with a copy
+    kOps
+};
 
 using Values = std::vector<uintptr_t>;
 Values freed;
@@ -46,57 +53,49 @@ void check_dlist(const uint8_t *data, size_t size)
     freed.clear();
     while (in.more()) {
         std::vector<dlist_node *> all = nodes(l, m);
-        uint8_t op = in.byte() % list::kOps;
-        bool at = op == list::AddBefore || op == list::AddAfter || op == list::RemoveNode;
-        bool removes = op >= list::RemoveFirst && op <= list::Clear;
+        uint8_t op = in.byte() % kOps;
+        bool at = op == AddBefore || op == AddAfter || op == RemoveNode;
         size_t i = at ? in.byte() % (m.size() + 1) : 0;  // m.size(): no such node
-        uintptr_t x = removes ? 0 : in.byte() % 4;
+        uintptr_t x = op >= RemoveFirst && op <= Clear ? 0 : in.byte() % 4;
         dlist_node *node = i < all.size() && at ? all[i] : nullptr;
         int valid = node ? 0 : -1;
         switch (op) {
-        case list::AddFirst:
-            ANVIL_CHECK(dlist_add_first(l, v(x)) == 0);
-            m.insert(m.begin(), x);
+        case AddFirst:
+        case AddLast:
+            ANVIL_CHECK((op == AddFirst ? dlist_add_first : dlist_add_last)(l, v(x)) == 0);
+            m.insert(op == AddFirst ? m.begin() : m.end(), x);
             break;
-        case list::AddLast:
-            ANVIL_CHECK(dlist_add_last(l, v(x)) == 0);
-            m.push_back(x);
-            break;
-        case list::AddBefore:
-        case list::AddAfter:
-            ANVIL_CHECK((op == list::AddBefore ? dlist_add_before : dlist_add_after)(l, node, v(x)) == valid);
+        case AddBefore:
+        case AddAfter:
+            ANVIL_CHECK((op == AddBefore ? dlist_add_before : dlist_add_after)(l, node, v(x)) == valid);
             if (node)
-                m.insert(m.begin() + long(i) + (op == list::AddAfter), x);
+                m.insert(m.begin() + long(i) + (op == AddAfter), x);
             break;
-        case list::RemoveFirst:
-            dlist_remove_first(l, record);
-            if (!m.empty())
-                gone.push_back(m.front()), m.erase(m.begin());
-            break;
-        case list::RemoveLast:
-            dlist_remove_last(l, record);
-            if (!m.empty())
-                gone.push_back(m.back()), m.pop_back();
-            break;
-        case list::RemoveNode:
-            ANVIL_CHECK(dlist_remove_node(l, node, record) == valid);
-            if (node)
+        case RemoveFirst:
+        case RemoveLast:
+        case RemoveNode:
+            if (op == RemoveNode)
+                ANVIL_CHECK(dlist_remove_node(l, node, record) == valid);
+            else
+                (op == RemoveFirst ? dlist_remove_first : dlist_remove_last)(l, record);
+            i = op == RemoveFirst ? 0 : op == RemoveLast ? m.size() - 1 : i;
+            if (!m.empty() && (node || op != RemoveNode))
                 gone.push_back(m[i]), m.erase(m.begin() + long(i));
             break;
-        case list::Clear:
+        case Clear:
             dlist_clear(l, record);
             gone.insert(gone.end(), m.begin(), m.end());
             m.clear();
             break;
-        case list::Find:
-        case list::FindLast: {
+        case Find:
+        case FindLast: {
             auto first = std::find(m.begin(), m.end(), x), last = std::find(m.rbegin(), m.rend(), x).base();
-            dlist_node *want = first == m.end() ? nullptr : all[size_t((op == list::Find ? first : last - 1) - m.begin())];
-            ANVIL_CHECK((op == list::Find ? dlist_find : dlist_find_last)(l, v(x), differ) == want);
+            dlist_node *want = first == m.end() ? nullptr : all[size_t((op == Find ? first : last - 1) - m.begin())];
+            ANVIL_CHECK((op == Find ? dlist_find : dlist_find_last)(l, v(x), differ) == want);
             ANVIL_CHECK(dlist_contains(l, v(x), differ) == (want != nullptr));
             break;
         }
-        case list::Equal: {
+        case Equal: {
             dlist *b = dlist_create();
             for (uintptr_t y : m)
                 dlist_add_last(b, v(y == x ? y ^ 1 : y));

@@ -1,16 +1,20 @@
 #include <anvil/ring_buffer.h>
 
 #include <algorithm>
-#include <iterator>
 #include <deque>
+#include <iterator>
 #include <vector>
 
 #include "model/model.hpp"
-#include "model/reader.hpp"
 
 namespace anvil_model {
 
 namespace {
+
+// Header: capacity code, element size code, near-wrap flag, wrap distance.
+// Near wrap starts with one zero element stored and the counters that many
+// elements below 2^32. Each operation takes a count.
+enum Op : uint8_t { Write, Read, Fill, Drain, Reset, kOps };
 
 const uint32_t kSizes[] = {1, 2, 3, 4, 5, 7, 8, 12, 16, 17, 24, 32, 33, 64, 65, 100};
 
@@ -20,11 +24,7 @@ struct Model {
     uint32_t capacity, size, written = 0, consumed = 0;
     std::deque<unsigned char> bytes;
     uint32_t len() const { return uint32_t(bytes.size() / size); }
-    uint32_t run(uint32_t at, uint32_t n) const
-    {
-        uint32_t to_end = capacity - (at & (capacity - 1));
-        return n < to_end ? n : to_end;
-    }
+    uint32_t run(uint32_t at, uint32_t n) const { return std::min(n, capacity - (at & (capacity - 1))); }
     void removed(uint32_t n)
     {
         bytes.erase(bytes.begin(), bytes.begin() + n * size);
@@ -55,7 +55,7 @@ void check_ring_buffer(const uint8_t *data, size_t size)
         // One element always stored, so that nothing drains on the way.
         ring_buffer_commit(rb, 1);
         for (uint64_t left = (uint64_t{1} << 32) - distance, step; left; left -= step) {
-            step = left < m.capacity - 1 ? left : m.capacity - 1;
+            step = std::min<uint64_t>(left, m.capacity - 1);
             ring_buffer_commit(rb, uint32_t(step));
             ring_buffer_decommit(rb, uint32_t(step));
         }
@@ -66,50 +66,43 @@ void check_ring_buffer(const uint8_t *data, size_t size)
     std::vector<unsigned char> buf;
     unsigned char next = 1;
     while (in.more()) {
-        uint8_t op = in.byte() % ring::kOps;
-        uint32_t n = in.byte();
-        uint32_t len = m.len(), room = m.capacity - len;
+        uint8_t op = in.byte() % kOps;
+        uint32_t n = in.byte(), len = m.len(), got = 0;
         buf.assign((size_t(n) + 1) * m.size, 0);
         switch (op) {
-        case ring::Write: {
-            for (auto &b : buf)
-                b = next++;
-            uint32_t want = n < room ? n : room;
-            ANVIL_CHECK(ring_buffer_write(rb, buf.data(), n) == want);
-            m.bytes.insert(m.bytes.end(), buf.begin(), buf.begin() + want * m.size);
+        case Write:
+        case Fill: {
+            // Written from buf, or straight into the reserved run.
+            auto *at = op == Write ? buf.data() : static_cast<unsigned char *>(ring_buffer_reserve(rb, &got));
+            ANVIL_CHECK(op == Write || (got == m.run(m.written, m.capacity - len) && (at == nullptr) == (got == 0)));
+            uint32_t want = std::min(n, op == Write ? m.capacity - len : got);
+            for (size_t i = 0; i < size_t(op == Write ? n : want) * m.size; ++i)
+                at[i] = next++;
+            m.bytes.insert(m.bytes.end(), at, at + size_t(want) * m.size);
+            ANVIL_CHECK((op == Write ? ring_buffer_write(rb, at, n) : ring_buffer_commit(rb, want)) == want);
             m.written += want;
             break;
         }
-        case ring::Read: {
-            uint32_t want = n < len ? n : len;
-            ANVIL_CHECK(ring_buffer_read(rb, buf.data(), n) == want);
-            ANVIL_CHECK(std::equal(buf.begin(), buf.begin() + want * m.size, m.bytes.begin()));
-            ANVIL_CHECK(buf[want * m.size] == 0);  // nothing past the count
-            m.removed(want);
-            break;
-        }
-        case ring::Fill: {
-            uint32_t got;
-            auto *at = static_cast<unsigned char *>(ring_buffer_reserve(rb, &got));
-            ANVIL_CHECK(got == m.run(m.written, room) && (at == nullptr) == (got == 0));
-            uint32_t k = n < got ? n : got;
-            for (size_t i = 0; i < size_t(k) * m.size; ++i)
-                m.bytes.push_back(at[i] = next++);
-            ANVIL_CHECK(ring_buffer_commit(rb, k) == k);
-            m.written += k;
-            break;
-        }
-        case ring::Drain: {
-            uint32_t got;
-            auto *at = static_cast<unsigned char *>(ring_buffer_peek(rb, &got));
-            ANVIL_CHECK(got == m.run(m.consumed, len) && (at == nullptr) == (got == 0));
+        case Read:
+        case Drain: {
+            // Read into buf, nothing stored past the count, or seen in place
+            // and let go.
+            uint32_t want = std::min(n, len);
+            auto *at = buf.data();
+            if (op == Read) {
+                ANVIL_CHECK(ring_buffer_read(rb, at, n) == want && buf[size_t(want) * m.size] == 0);
+                got = want;
+            } else {
+                at = static_cast<unsigned char *>(ring_buffer_peek(rb, &got));
+                ANVIL_CHECK(got == m.run(m.consumed, len) && (at == nullptr) == (got == 0));
+            }
             ANVIL_CHECK(std::equal(at, at + size_t(got) * m.size, m.bytes.begin()));
-            uint32_t want = n < len ? n : len;
-            ANVIL_CHECK(ring_buffer_decommit(rb, n) == want);
+            if (op == Drain)
+                ANVIL_CHECK(ring_buffer_decommit(rb, n) == want);
             m.removed(want);
             break;
         }
-        case ring::Reset:
+        case Reset:
             ring_buffer_reset(rb);
             m.bytes.clear();
             m.written = m.consumed = 0;

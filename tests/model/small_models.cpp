@@ -11,9 +11,24 @@
 #include <vector>
 
 #include "model/model.hpp"
-#include "model/reader.hpp"
 
 namespace anvil_model {
+
+namespace {
+// Header: capacity. Queue and stack side by side.
+namespace words {
+enum Op : uint8_t { QueuePush, QueuePop, QueuePeek, StackPush, StackPop, StackPeek, kOps };  // [value]
+}
+// No header. Each operation takes one byte.
+namespace text {
+enum Op : uint8_t { Append, AppendInt, Truncate, Unencodable, kOps };
+}
+// Header: size, junk for the bits above it. Start and count bytes are
+// scaled to the size.
+namespace bits {
+enum Op : uint8_t { Set, Clear, FindFirst, FindFirstZero, FindNext, FindNextZero, kOps };
+}
+}  // namespace
 
 void check_word_containers(const uint8_t *data, size_t size)
 {
@@ -53,7 +68,7 @@ void check_string_builder(const uint8_t *data, size_t size)
     Reader in{data, size};
     string_builder *b = string_builder_create();
     std::string m;
-    char fill = 'a';
+    unsigned pieces = 0;
     std::setlocale(LC_ALL, "C");
     while (in.more()) {
         uint8_t op = in.byte() % text::kOps;
@@ -61,9 +76,7 @@ void check_string_builder(const uint8_t *data, size_t size)
         errno = 0;
         switch (op) {
         case text::Append: {
-            std::string piece(arg * 5, fill++);
-            if (fill > 'z')
-                fill = 'a';
+            std::string piece(arg * 5, char('a' + pieces++ % 26));
             ANVIL_CHECK(string_builder_append(b, "%s", piece.c_str()) == 0);
             m += piece;
             break;
@@ -118,10 +131,9 @@ void check_bitmap(const uint8_t *data, size_t size)
             break;
         }
         case bits::FindFirst:
-            ANVIL_CHECK(find_first_bit(map.data(), bits) == scan(0, true));
-            break;
         case bits::FindFirstZero:
-            ANVIL_CHECK(find_first_zero_bit(map.data(), bits) == scan(0, false));
+            ANVIL_CHECK((op == bits::FindFirst ? find_first_bit : find_first_zero_bit)(map.data(), bits) ==
+                        scan(0, op == bits::FindFirst));
             break;
         case bits::FindNext:
         case bits::FindNextZero: {

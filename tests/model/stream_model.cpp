@@ -1,5 +1,6 @@
 #include <anvil/array_stream.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
@@ -7,11 +8,13 @@
 #include <vector>
 
 #include "model/model.hpp"
-#include "model/reader.hpp"
 
 namespace anvil_model {
 
 namespace {
+
+// Header: element size code, chunk size code. Each operation takes one byte.
+enum Op : uint8_t { Write, Read, ReadOne, Index, Seek, Clear, Drop, CopyAll, kOps };
 
 const uint32_t kSizes[] = {1, 3, 4, 8, 13};
 const uint32_t kChunks[] = {1, 2, 3, 4, 8};  // 3 is rounded up to 4
@@ -35,12 +38,10 @@ void check_array_stream(const uint8_t *data, size_t size)
     auto len = [&] { return uint32_t(bytes.size() / esize); };
     auto at = [&](uint32_t i) { return bytes.data() + size_t(i) * esize; };
     while (in.more()) {
-        uint8_t op = in.byte() % stream::kOps;
-        uint8_t arg = in.byte();
+        uint8_t op = in.byte() % kOps, arg = in.byte();
         switch (op) {
-        case stream::Write: {
-            uint32_t n = arg % 12, want = chunk - cursor % chunk;
-            want = n < want ? n : want;
+        case Write: {
+            uint32_t n = arg % 12, want = std::min(n, chunk - cursor % chunk);
             errno = 0;
             auto *p = static_cast<unsigned char *>(array_stream_write(st, &n));
             if (want == 0) {
@@ -48,54 +49,47 @@ void check_array_stream(const uint8_t *data, size_t size)
                 break;
             }
             ANVIL_CHECK(p && n == want && (cursor >= where.size() || where[cursor] == p));
-            for (uint32_t i = 0; i < want; ++i) {
-                if (cursor + i == where.size())
-                    where.push_back(p + size_t(i) * esize);
-                if (cursor + i == len())
-                    bytes.resize(bytes.size() + esize);
-                for (uint32_t b = 0; b < esize; ++b)
-                    at(cursor + i)[b] = p[size_t(i) * esize + b] = next++;
-            }
+            for (size_t i = where.size() - cursor; i < want; ++i)  // the cursor never passes where.size()
+                where.push_back(p + i * esize);
+            bytes.resize(std::max(bytes.size(), size_t(cursor + want) * esize));
+            for (size_t b = 0; b < size_t(want) * esize; ++b)
+                at(cursor)[b] = p[b] = next++;
             cursor += want;
             break;
         }
-        case stream::Read:
-        case stream::ReadOne: {
-            uint32_t n = 12345, want = chunk - cursor % chunk;
-            want = len() - cursor < want ? len() - cursor : want;
-            if (op == stream::ReadOne && want)
-                want = 1;
+        case Read:
+        case ReadOne: {
+            uint32_t n = 12345, want = std::min({len() - cursor, chunk - cursor % chunk, op == Read ? chunk : 1});
             errno = 0;
-            auto *p = static_cast<unsigned char *>(array_stream_read(st, op == stream::Read ? &n : nullptr));
-            ANVIL_CHECK(want == 0 ? !p && !errno : p == where[cursor] && (op == stream::ReadOne || n == want));
+            auto *p = static_cast<unsigned char *>(array_stream_read(st, op == Read ? &n : nullptr));
+            ANVIL_CHECK(want == 0 ? !p && !errno : p == where[cursor] && (op == ReadOne || n == want));
             ANVIL_CHECK(!p || std::memcmp(p, at(cursor), size_t(want) * esize) == 0);
             cursor += want;
             break;
         }
-        case stream::Index: {
+        case Index: {
             uint32_t i = arg % (len() + 1);
             errno = 0;
             void *p = array_stream_index(st, i);
             ANVIL_CHECK(i == len() ? !p && errno == EINVAL : p == where[i] && std::memcmp(p, at(i), esize) == 0);
             break;
         }
-        case stream::Seek: {
+        case Seek: {
             int origin = arg % 4;
             int32_t offset = int32_t(arg / 4) - 32;
-            int64_t base = origin == SEEK_SET ? 0 : origin == SEEK_CUR ? cursor : len();
-            int64_t to = base + offset;
+            int64_t to = offset + (origin == SEEK_SET ? 0 : origin == SEEK_CUR ? cursor : len());
             ANVIL_CHECK(array_stream_seek(st, offset, origin) == cursor);
-            if (origin != 3)
-                cursor = uint32_t(to < 0 ? 0 : to > len() ? len() : to);
+            if (origin != 3)  // no such origin: the cursor stays
+                cursor = uint32_t(std::clamp<int64_t>(to, 0, len()));
             break;
         }
-        case stream::Clear:
-        case stream::Drop:
-            op == stream::Clear ? array_stream_clear(st) : array_stream_drop(st, arg);
+        case Clear:
+        case Drop:
+            op == Clear ? array_stream_clear(st) : array_stream_drop(st, arg);
             bytes.clear();
             cursor = 0;
             break;
-        case stream::CopyAll:
+        case CopyAll:
             out.assign(bytes.size() + 1, 0xa5);
             array_stream_copy_all(st, out.data());
             ANVIL_CHECK(std::equal(bytes.begin(), bytes.end(), out.begin()) && out.back() == 0xa5);

@@ -11,53 +11,51 @@
 
 namespace {
 
-using MallocFn = void *(*)(size_t);
-using CallocFn = void *(*)(size_t, size_t);
-using ReallocFn = void *(*)(void *, size_t);
-
-MallocFn real_malloc;
-CallocFn real_calloc;
-ReallocFn real_realloc;
+void *(*real_malloc)(size_t);
+void *(*real_calloc)(size_t, size_t);
+void *(*real_realloc)(void *, size_t);
 
 std::atomic<bool> armed{false};
 std::atomic<pthread_t> owner;  // only the arming thread's calls count
 std::atomic<int> budget{0};
 std::atomic<int> calls{0};
 
-// dlsym may allocate before the real functions are known; serve that from here.
+// dlsym may allocate before the real functions are known; serve that from
+// here (static storage, so zeroed for calloc).
 alignas(16) unsigned char bootstrap[4096];
 size_t bootstrap_used;
+bool resolving;
 
 void *bootstrap_alloc(size_t n)
 {
     n = (n + 15) & ~size_t(15);
     if (bootstrap_used + n > sizeof bootstrap)
         return nullptr;
-    void *p = bootstrap + bootstrap_used;
     bootstrap_used += n;
-    return p;
+    return bootstrap + bootstrap_used - n;
 }
-
-bool resolving;
 
 void resolve()
 {
     if (real_malloc || resolving)
         return;
     resolving = true;
-    real_calloc = reinterpret_cast<CallocFn>(dlsym(RTLD_NEXT, "calloc"));
-    real_realloc = reinterpret_cast<ReallocFn>(dlsym(RTLD_NEXT, "realloc"));
-    real_malloc = reinterpret_cast<MallocFn>(dlsym(RTLD_NEXT, "malloc"));
+    real_calloc = reinterpret_cast<decltype(real_calloc)>(dlsym(RTLD_NEXT, "calloc"));
+    real_realloc = reinterpret_cast<decltype(real_realloc)>(dlsym(RTLD_NEXT, "realloc"));
+    real_malloc = reinterpret_cast<decltype(real_malloc)>(dlsym(RTLD_NEXT, "malloc"));
     resolving = false;
 }
 
-// True when this call is to fail.
+// True, errno set, when this call is to fail.
 bool take()
 {
     if (!armed.load() || !pthread_equal(pthread_self(), owner.load()))
         return false;
     calls.fetch_add(1);
-    return budget.fetch_sub(1) <= 0;
+    if (budget.fetch_sub(1) > 0)
+        return false;
+    errno = ENOMEM;
+    return true;
 }
 
 }  // namespace
@@ -65,35 +63,19 @@ bool take()
 extern "C" void *malloc(size_t n)
 {
     resolve();
-    if (!real_malloc)
-        return bootstrap_alloc(n);
-    if (take()) {
-        errno = ENOMEM;
-        return nullptr;
-    }
-    return real_malloc(n);
+    return !real_malloc ? bootstrap_alloc(n) : take() ? nullptr : real_malloc(n);
 }
 
 extern "C" void *calloc(size_t n, size_t size)
 {
     resolve();
-    if (!real_calloc)
-        return bootstrap_alloc(n * size);  // static storage is zeroed
-    if (take()) {
-        errno = ENOMEM;
-        return nullptr;
-    }
-    return real_calloc(n, size);
+    return !real_calloc ? bootstrap_alloc(n * size) : take() ? nullptr : real_calloc(n, size);
 }
 
 extern "C" void *realloc(void *p, size_t n)
 {
     resolve();
-    if (take()) {
-        errno = ENOMEM;
-        return nullptr;
-    }
-    return real_realloc(p, n);
+    return take() ? nullptr : real_realloc(p, n);
 }
 
 namespace anvil_test {
