@@ -77,7 +77,7 @@ void check_array_stream(const uint8_t *data, size_t size)
         case Seek: {
             int origin = arg % 4;
             int32_t offset = int32_t(arg / 4) - 32;
-            int64_t to = offset + (origin == SEEK_SET ? 0 : origin == SEEK_CUR ? cursor : len());
+            int64_t to = int64_t(offset) + (origin == SEEK_SET ? 0 : origin == SEEK_CUR ? cursor : len());
             ANVIL_CHECK(array_stream_seek(st, offset, origin) == cursor);
             if (origin != 3)  // no such origin: the cursor stays
                 cursor = uint32_t(std::clamp<int64_t>(to, 0, len()));
