@@ -3,7 +3,6 @@
 
 #include <cstdint>
 #include <cstring>
-#include <optional>
 #include <tuple>
 #include <vector>
 
@@ -11,18 +10,10 @@
 #include "support/isolated_test.hpp"
 
 using anvil_test::fails;
+// Fails a test that leaves any descriptor open, received ones included.
+using FdPassing = anvil_test::IsolatedTest;
 
 namespace {
-
-// A connected stream socket pair; the fixture fails a test that leaves any
-// descriptor open, received ones included.
-class FdPassing : public anvil_test::IsolatedTest {
-protected:
-    std::optional<anvil_test::Channel> pair_;
-    int *sv = nullptr;
-    void SetUp() override { IsolatedTest::SetUp(), sv = pair_.emplace().fd; }
-    void TearDown() override { pair_.reset(), IsolatedTest::TearDown(); }
-};
 
 // A message of one data entry with a control buffer of the given size.
 msghdr message(iovec *data, void *control, size_t size)
@@ -39,30 +30,32 @@ msghdr message(iovec *data, void *control, size_t size)
 
 TEST_F(FdPassing, RefusesEmptyArgumentsBeforeAnyTransfer)
 {
+    anvil_test::Channel s;
     char buf[4];
     size_t len = 4, zero = 0;
     const struct { const char *what; int err; } cases[] = {
-        {"send: no data", fails(sendFdAndDataByUnSock(sv[0], 0, "x", 0))},
-        {"send: NULL data", fails(sendFdAndDataByUnSock(sv[0], 0, nullptr, 1))},
-        {"send: fd -1", fails(sendFdAndDataByUnSock(sv[0], -1, "x", 1))},
-        {"receive: NULL buffer", fails(recvFdAndDataByUnSock(sv[1], nullptr, &len))},
-        {"receive: NULL length", fails(recvFdAndDataByUnSock(sv[1], buf, nullptr))},
-        {"receive: length 0", fails(recvFdAndDataByUnSock(sv[1], buf, &zero))},
+        {"send: no data", fails(sendFdAndDataByUnSock(s.fd[0], 0, "x", 0))},
+        {"send: NULL data", fails(sendFdAndDataByUnSock(s.fd[0], 0, nullptr, 1))},
+        {"send: fd -1", fails(sendFdAndDataByUnSock(s.fd[0], -1, "x", 1))},
+        {"receive: NULL buffer", fails(recvFdAndDataByUnSock(s.fd[1], nullptr, &len))},
+        {"receive: NULL length", fails(recvFdAndDataByUnSock(s.fd[1], buf, nullptr))},
+        {"receive: length 0", fails(recvFdAndDataByUnSock(s.fd[1], buf, &zero))},
     };
     for (auto &c : cases)
         EXPECT_EQ(c.err, EINVAL) << c.what;
-    EXPECT_EQ(fails(recv(sv[1], buf, 4, MSG_DONTWAIT)), EAGAIN);  // nothing was sent
+    EXPECT_EQ(fails(recv(s.fd[1], buf, 4, MSG_DONTWAIT)), EAGAIN);  // nothing was sent
 }
 
 TEST_F(FdPassing, DataAndTheControlMessageOnTheWire)
 {
     // Received by hand: the data and one SCM_RIGHTS message for one int.
-    ASSERT_EQ(sendFdAndDataByUnSock(sv[0], STDIN_FILENO, "0123456789", 10), 10);
+    anvil_test::Channel s;
+    ASSERT_EQ(sendFdAndDataByUnSock(s.fd[0], STDIN_FILENO, "0123456789", 10), 10);
     char data[100];
     alignas(cmsghdr) unsigned char control[64] = {};
     iovec iov = {data, sizeof data};
     msghdr msg = message(&iov, control, sizeof control);
-    ASSERT_EQ(recvmsg(sv[1], &msg, 0), 10);
+    ASSERT_EQ(recvmsg(s.fd[1], &msg, 0), 10);
     EXPECT_EQ(msg.msg_controllen, CMSG_SPACE(sizeof(int)));
     cmsghdr *c = CMSG_FIRSTHDR(&msg);
     ASSERT_TRUE(c);
@@ -85,6 +78,7 @@ TEST_F(FdPassing, TwoDescriptorsAreRefusedAndNeitherIsKept)
     // (qemu-user keeps those that do not fit a 32-bit guest's buffer.)
     if (sizeof(void *) != 8)
         GTEST_SKIP() << "no room for two descriptors in a 32-bit control buffer";
+    anvil_test::Channel s;
     int two[2] = {STDIN_FILENO, STDIN_FILENO};
     alignas(cmsghdr) unsigned char control[CMSG_SPACE(sizeof two)] = {};
     iovec iov = {(void *)"x", 1};
@@ -94,6 +88,6 @@ TEST_F(FdPassing, TwoDescriptorsAreRefusedAndNeitherIsKept)
     c->cmsg_level = SOL_SOCKET;
     c->cmsg_type = SCM_RIGHTS;
     std::memcpy(CMSG_DATA(c), two, sizeof two);
-    ASSERT_EQ(sendmsg(sv[0], &msg, 0), 1);
-    EXPECT_EQ(fails(recvFdByUnSock(sv[1])), EPROTOTYPE);
+    ASSERT_EQ(sendmsg(s.fd[0], &msg, 0), 1);
+    EXPECT_EQ(fails(recvFdByUnSock(s.fd[1])), EPROTOTYPE);
 }

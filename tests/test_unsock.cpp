@@ -25,7 +25,8 @@ std::string bound_address(int fd)
 
 }  // namespace
 
-TEST_F(Unsock, AbstractAddressLayoutAndTheCutAt106Bytes)
+// Streams between these endpoints are moved in test_stress.cpp.
+TEST_F(Unsock, AbstractAddressesCutAt106BytesAndPlainSockets)
 {
     std::string name(200, 'n');
     for (size_t i = 0; i < name.size(); ++i)
@@ -35,10 +36,14 @@ TEST_F(Unsock, AbstractAddressLayoutAndTheCutAt106Bytes)
     EXPECT_EQ(bound_address(execd), family + "execd");
     EXPECT_EQ(bound_address(empty), family);
     EXPECT_EQ(bound_address(l), family + name.substr(0, 106));
-    Fd c{connectUnSock((name.substr(0, 106) + "something else").c_str(), SOCK_STREAM)};
-    ASSERT_GE(c, 0);
-    EXPECT_GE(Fd{acceptUnTcpSock(l)}, 0);
+    Fd c{connectUnSock((name.substr(0, 106) + "something else").c_str(), SOCK_STREAM)}, a{acceptUnTcpSock(l)};
     EXPECT_EQ(fails(connectUnSock(name.substr(0, 105).c_str(), SOCK_STREAM)), ECONNREFUSED);  // another name
+    Fd d{bindUnUdpSock("dgram")}, s{connectUnSock("dgram", SOCK_DGRAM)};
+    char buf[8];
+    EXPECT_EQ(send(s, "datagram", 8, 0), 8);
+    EXPECT_EQ(recv(d, buf, sizeof buf, 0), 8);
+    for (int fd : {execd.fd, l.fd, c.fd, a.fd, d.fd, s.fd})  // blocking, and inherited across exec
+        EXPECT_EQ(fcntl(fd, F_GETFD) | (fcntl(fd, F_GETFL) & O_NONBLOCK), 0) << fd;
 }
 
 TEST_F(Unsock, FailuresLeaveNoDescriptor)
@@ -51,17 +56,4 @@ TEST_F(Unsock, FailuresLeaveNoDescriptor)
         EXPECT_EQ(fails(listenUnTcpSock("busy")), EADDRINUSE);
     }
     EXPECT_GE(Fd{listenUnTcpSock("busy")}, 0);  // free at once: nothing to remove
-}
-
-// Streams between these endpoints are moved in test_stress.cpp.
-TEST_F(Unsock, DatagramExchangeAndSocketFlags)
-{
-    Fd l{listenUnTcpSock("stream")}, c{connectUnSock("stream", SOCK_STREAM)};
-    Fd d{bindUnUdpSock("dgram")}, s{connectUnSock("dgram", SOCK_DGRAM)};
-    ASSERT_GE(s, 0);
-    char buf[8];
-    EXPECT_EQ(send(s, "datagram", 8, 0), 8);
-    EXPECT_EQ(recv(d, buf, sizeof buf, 0), 8);
-    for (int fd : {l.fd, c.fd, d.fd, s.fd})  // blocking, and inherited across exec
-        EXPECT_EQ(fcntl(fd, F_GETFD) | (fcntl(fd, F_GETFL) & O_NONBLOCK), 0) << fd;
 }
