@@ -6,7 +6,6 @@
 #include <algorithm>
 #include <climits>
 #include <cstdint>
-#include <cstring>
 #include <random>
 #include <vector>
 
@@ -18,46 +17,40 @@ std::vector<int> probes;
 int by_first_byte(const void *a, const void *b) { return ++compares, *(const uint8_t *)a - *(const uint8_t *)b; }
 void counted_swap(void *a, void *b, int32_t size) { ++swaps, generic_swap(a, b, size); }
 
-// size bytes whose first is the key; the others tell equal keys apart.
-template <size_t size>
-struct Record {
-    uint8_t bytes[size];
-    bool operator<(const Record &o) const { return bytes[0] < o.bytes[0]; }
-    bool operator==(const Record &o) const { return std::memcmp(bytes, o.bytes, size) == 0; }
-};
-
-// Sorted with the default swap for the size, with a caller's swap, and once
-// more when already sorted, which takes one pass without a swap.
-template <size_t size>
-void expect_like_stable_sort(std::mt19937 &rng)
-{
-    for (uint32_t n = 0; n < 40; ++n) {
-        std::vector<Record<size>> v(n);
-        for (uint32_t i = 0; i < n; ++i) {
-            std::memset(v[i].bytes, static_cast<int>(i), size);
-            v[i].bytes[0] = static_cast<uint8_t>(rng() % 5);
-        }
-        auto want = v, w = v;
-        std::stable_sort(want.begin(), want.end());
-        const bool sorted = want == v;
-        ShakerSort(v.data(), n, size, by_first_byte, nullptr);
-        compares = swaps = 0;
-        ShakerSort(w.data(), n, size, by_first_byte, counted_swap);
-        ASSERT_TRUE(v == want && w == want && (swaps == 0) == sorted) << size << " bytes, " << n;
-        compares = swaps = 0;
-        ShakerSort(w.data(), n, size, by_first_byte, counted_swap);
-        ASSERT_TRUE(compares == std::max(n, 1u) - 1 && swaps == 0) << size << " bytes, " << n;
-    }
-}
-
 }  // namespace
 
+// Records of 4, 8 and 12 bytes whose first is the key, the others telling
+// equal keys apart: sorted with the default swap for the size, with a
+// caller's swap, and once more when already sorted, which takes one pass
+// without a swap.
 TEST(ShakerSort, StableAndEqualToStdStableSort)
 {
     std::mt19937 rng(7);
-    expect_like_stable_sort<4>(rng);
-    expect_like_stable_sort<8>(rng);
-    expect_like_stable_sort<12>(rng);
+    for (uint32_t size : {4u, 8u, 12u}) {
+        for (uint32_t n = 0; n < 40; ++n) {
+            std::vector<std::vector<uint8_t>> records(n);
+            for (uint32_t i = 0; i < n; ++i) {
+                records[i].assign(size, static_cast<uint8_t>(i));
+                records[i][0] = static_cast<uint8_t>(rng() % 5);
+            }
+            auto flat = [](const auto &all) {
+                std::vector<uint8_t> bytes;
+                for (const auto &r : all)
+                    bytes.insert(bytes.end(), r.begin(), r.end());
+                return bytes;
+            };
+            std::vector<uint8_t> given = flat(records), v = given, w = given;
+            std::stable_sort(records.begin(), records.end(), [](auto &a, auto &b) { return a[0] < b[0]; });
+            const std::vector<uint8_t> want = flat(records);
+            ShakerSort(v.data(), n, size, by_first_byte, nullptr);
+            compares = swaps = 0;
+            ShakerSort(w.data(), n, size, by_first_byte, counted_swap);
+            ASSERT_TRUE(v == want && w == want && (swaps == 0) == (given == want)) << size << " bytes, " << n;
+            compares = swaps = 0;
+            ShakerSort(w.data(), n, size, by_first_byte, counted_swap);
+            ASSERT_TRUE(compares == std::max(n, 1u) - 1 && swaps == 0) << size << " bytes, " << n;
+        }
+    }
 }
 
 TEST(ShakerSort, SwapsAndCallsThatDoNothing)
