@@ -64,8 +64,6 @@ TEST(Timed, AllWaitsOfACallShareTheLimit)
         {kWritevns, "writevns", false, false, 150, 0, 10, -1, 0},
         {kSockwritens, "sockwritens", true, false, 150, 0, 10, -1, 0},
         {kWritens, "writens", false, true, 150, 0, 10, -1, 0},
-        {kWritevns, "writevns", true, true, 150, 0, 10, -1, 0},
-        {kSockwritens, "sockwritens", true, true, 150, 0, 10, -1, 0},
         {kWritens, "writens", false, false, 350, 100, 1 << 20, -1, 12},
         {kWritens, "writens", false, true, 350, 100, 1 << 20, -1, 12},
         {kWritens, "writens", false, false, 0, 300, 10, 10, 2},

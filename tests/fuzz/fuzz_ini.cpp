@@ -2,8 +2,8 @@
 // iteration and the lookups against a plain line-by-line reading.
 #include <anvil/ini.h>
 
+#include <algorithm>
 #include <array>
-#include <cctype>
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
@@ -18,18 +18,13 @@ namespace {
 
 using Entries = std::vector<std::array<std::string, 3>>;  // section, key, value
 
-bool space(char c)
-{
-    return std::isspace(static_cast<unsigned char>(c)) != 0;
-}
+// The fuzzer runs in the C locale: these six are its white space.
+constexpr std::string_view kSpace = " \t\n\v\f\r";
 
 std::string_view strip(std::string_view s)
 {
-    while (!s.empty() && space(s.front()))
-        s.remove_prefix(1);
-    while (!s.empty() && space(s.back()))
-        s.remove_suffix(1);
-    return s;
+    size_t first = s.find_first_not_of(kSpace);
+    return first == s.npos ? "" : s.substr(first, s.find_last_not_of(kSpace) - first + 1);
 }
 
 std::string c_str(std::string_view s)
@@ -44,8 +39,7 @@ bool model(std::string_view text, Entries &out)
         text.remove_prefix(3);
     std::string section;
     for (;;) {
-        while (!text.empty() && space(text.front()))
-            text.remove_prefix(1);
+        text.remove_prefix(std::min(text.find_first_not_of(kSpace), text.size()));
         if (text.empty())
             return true;
         size_t nl = text.find('\n');
