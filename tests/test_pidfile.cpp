@@ -1,48 +1,24 @@
 #include <anvil/pidfile.h>
 #include <gtest/gtest.h>
 
-#include <sys/wait.h>
-
 #include "support/children.hpp"
 #include "support/scratch_dir.hpp"
 
 namespace {
 
-using anvil_test::Children;
-using anvil_test::mode_of;
+using namespace anvil_test;
 
 // Each test gets an empty tmpfs of its own on /var/run, seen only inside this
-// process's private mount namespace and its children.
-class PidFile : public ::testing::Test {
+// process's private mount namespace and its children. A full device is in
+// test_stress.cpp.
+class PidFile : public ScratchTest {
 protected:
     void SetUp() override
     {
-        static const bool isolated = anvil_test::enter_private_mountns();
-        if (!isolated || !anvil_test::mount_tmpfs("/var/run", 64 * 1024))
-            GTEST_SKIP() << "no private mount namespace with a tmpfs on /var/run (needs root)";
-        mask_ = umask(0);
-        fds_ = anvil_test::open_fd_count();
+        ScratchTest::SetUp();
+        ANVIL_NEED_MOUNT(mount_scratch("/var/run", 64 << 10));
     }
-    void TearDown() override
-    {
-        if (IsSkipped())
-            return;
-        umask(mask_);
-        EXPECT_EQ(anvil_test::open_fd_count(), fds_) << "descriptor leaked";
-        EXPECT_EQ(umount("/var/run"), 0);
-    }
-
-private:
-    mode_t mask_ = 0;
-    int fds_ = 0;
 };
-
-// The errno a guard fails with (errno cleared first), or 0 when it succeeds.
-int fails(int (*guard)(const char *), const std::string &name)
-{
-    errno = 0;
-    return anvil_test::failure(guard(name.c_str()));
-}
 
 // guard(name), for children to race on.
 std::function<int()> on(int (*guard)(const char *), const std::string &name)
@@ -50,64 +26,47 @@ std::function<int()> on(int (*guard)(const char *), const std::string &name)
     return [guard, name] { return guard(name.c_str()); };
 }
 
-}  // namespace
-
+// The lock decides while its holder runs, whatever a stale file holds; the
+// exclusive creation decides for good.
 TEST_F(PidFile, OneWinnerPerRaceAndTheFileHoldsItsPid)
 {
-    for (int round = 0; round < 200; ++round) {
-        Children race(2, on(ensureOnlyoneProcessEntity, "race"));
-        ASSERT_EQ(race.outcomes.size(), 2u);
-        const auto &a = race.outcomes[0], &b = race.outcomes[1];
-        ASSERT_TRUE((a.error == 0) != (b.error == 0)) << "round " << round << ": " << a.error << ", " << b.error;
-        const auto &winner = a.error == 0 ? a : b, &loser = a.error == 0 ? b : a;
-        EXPECT_EQ(loser.error, EWOULDBLOCK);
-        ASSERT_EQ(anvil_test::read_file("/var/run/race.pid"), std::to_string(winner.pid) + "\n") << "round " << round;
+    const struct {
+        int (*guard)(const char *);
+        const char *name, *stale;
+        int lost;
+    } guards[] = {{ensureOnlyoneProcessEntity, "lock", "123456789012345\nleftover", EWOULDBLOCK},
+                  {ensureProcessOnlyRunOnce, "once", nullptr, EEXIST}};
+    for (const auto &g : guards) {
+        const std::string file = "/var/run/" + std::string(g.name) + ".pid";
+        for (int round = 0; round < 100; ++round) {
+            unlink(file.c_str());
+            if (g.stale && round % 2 == 0)  // the last round creates the file
+                write_file(file, g.stale);
+            Children race(2, on(g.guard, g.name));
+            ASSERT_EQ(race.outcomes.size(), 2u);
+            const auto &a = race.outcomes[0], &b = race.outcomes[1];
+            const auto &winner = a.error == 0 ? a : b, &loser = a.error == 0 ? b : a;
+            ASSERT_EQ(winner.error, 0) << g.name << " round " << round;
+            ASSERT_EQ(loser.error, g.lost) << g.name << " round " << round;
+            ASSERT_EQ(read_file(file), std::to_string(winner.pid) + "\n") << g.name << " round " << round;
+        }
+        EXPECT_EQ(mode_of(file), 0644u) << g.name;
     }
-    EXPECT_EQ(mode_of("/var/run/race.pid"), 0644u);
+    EXPECT_EQ(failure(ensureProcessOnlyRunOnce("once")), EEXIST) << "once, for good";
 }
 
-TEST_F(PidFile, LockIsPerOpenFileAndStaleFilesDoNotBlock)
-{
-    std::ofstream("/var/run/stale.pid") << "123456789012345\nleftover";
-    {
-        // Two calls in one process: the second open conflicts with the first.
-        Children twice(1, [] { return ensureOnlyoneProcessEntity("stale") ?: ensureOnlyoneProcessEntity("stale"); });
-        ASSERT_EQ(twice.outcomes.size(), 1u);
-        EXPECT_EQ(twice.outcomes[0].error, EWOULDBLOCK);
-        EXPECT_EQ(anvil_test::read_file("/var/run/stale.pid"), std::to_string(twice.outcomes[0].pid) + "\n");
-    }
-    Children later(1, on(ensureOnlyoneProcessEntity, "stale"));
-    EXPECT_EQ(later.outcomes[0].error, 0);
-    EXPECT_EQ(anvil_test::read_file("/var/run/stale.pid"), std::to_string(later.outcomes[0].pid) + "\n");
-}
-
-TEST_F(PidFile, RunOnceWinsOnceAcrossProcesses)
-{
-    Children race(2, on(ensureProcessOnlyRunOnce, "once"));
-    ASSERT_EQ(race.outcomes.size(), 2u);
-    const auto &a = race.outcomes[0], &b = race.outcomes[1];
-    EXPECT_EQ(a.error + b.error, EEXIST) << "one winner, one EEXIST";
-    EXPECT_EQ(anvil_test::read_file("/var/run/once.pid"), std::to_string(a.error ? b.pid : a.pid) + "\n");
-    EXPECT_EQ(fails(ensureProcessOnlyRunOnce, "once"), EEXIST);
-    EXPECT_EQ(mode_of("/var/run/once.pid"), 0644u);
-}
-
-TEST_F(PidFile, LongNamesAreCutToThePathBuffer)
+TEST_F(PidFile, TwiceInOneProcessLongNamesAndOpenFailures)
 {
     std::string name(115, 'n'), longest(242, 'm');
-    EXPECT_EQ(Children(1, on(ensureOnlyoneProcessEntity, name)).outcomes[0].error, 0);
+    // The second open conflicts with the first, in one process as in two.
+    auto twice = [&] { return ensureOnlyoneProcessEntity(name.c_str()) ?: ensureOnlyoneProcessEntity(name.c_str()); };
+    EXPECT_EQ(Children(1, twice).outcomes[0].error, EWOULDBLOCK);
     EXPECT_EQ(ensureProcessOnlyRunOnce(name.c_str()), 0);
     EXPECT_EQ(ensureProcessOnlyRunOnce((longest + "x").c_str()), 0);
-    for (const std::string &path : {name + ".pi", name + ".pid", longest + "x.pi"})  // 127, 128, 255
-        EXPECT_EQ(access(("/var/run/" + path).c_str(), F_OK), 0) << path;
+    for (const std::string &file : {name + ".pi", name + ".pid", longest + "x.pi"})  // 127, 128, 255
+        EXPECT_EQ(access(("/var/run/" + file).c_str(), F_OK), 0) << file;
+    for (auto guard : {ensureOnlyoneProcessEntity, ensureProcessOnlyRunOnce})
+        EXPECT_EQ(failure(guard("no-such-dir/x")), ENOENT);
 }
 
-TEST_F(PidFile, FailuresToOpenKeepTheirErrno)
-{
-    // A full device is in test_stress.cpp.
-    for (auto guard : {ensureOnlyoneProcessEntity, ensureProcessOnlyRunOnce})
-        EXPECT_EQ(fails(guard, "no-such-dir/x"), ENOENT);
-    ASSERT_EQ(mount(nullptr, "/var/run", nullptr, MS_REMOUNT | MS_RDONLY, nullptr), 0);
-    for (auto guard : {ensureOnlyoneProcessEntity, ensureProcessOnlyRunOnce})
-        EXPECT_EQ(fails(guard, "ro"), EROFS);
-}
+}  // namespace

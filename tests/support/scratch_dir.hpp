@@ -1,5 +1,6 @@
 // A fresh directory per test under /tmp, removed afterwards, and small tmpfs
-// mounts in this process's private mount namespace.
+// mounts in this process's private mount namespace. Tests run under a umask
+// of 0, so that every mode seen is the one the library asked for.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -52,19 +53,22 @@ protected:
         std::filesystem::remove_all(dir_);
         std::filesystem::create_directory(dir_);
         fds_ = open_fd_count();
+        mask_ = umask(0);
     }
     void TearDown() override
     {
+        umask(mask_);
         EXPECT_EQ(open_fd_count(), fds_) << "descriptor leaked";
         for (const std::string &m : mounts_)
-            umount(m.c_str());
+            EXPECT_EQ(umount(m.c_str()), 0) << m;
         std::error_code ec;
         std::filesystem::remove_all(dir_, ec);
     }
+    // name in the scratch directory; an absolute name is taken as it is.
     std::string path(const std::string &name) const { return (dir_ / name).string(); }
 
-    // A new tmpfs of `bytes` at path(name), seen only by this process; skips
-    // the test where mount namespaces are not permitted.
+    // A new tmpfs of `bytes` at path(name), seen only by this process and its
+    // children; empty where mount namespaces are not permitted.
     std::string mount_scratch(const std::string &name, size_t bytes)
     {
         static const bool isolated = enter_private_mountns();
@@ -80,6 +84,7 @@ private:
     std::filesystem::path dir_;
     std::vector<std::string> mounts_;
     int fds_ = 0;
+    mode_t mask_ = 0;
 };
 
 // Skips the calling test when mount_scratch gave nothing.
