@@ -1,8 +1,9 @@
 // getPathLastComponent on any text, and mkdirp, rm, echo, cat and ls on a
 // scratch directory against a model of the tree. Paths are one to four of a
-// few names (one of 255 bytes) joined by single or doubled slashes, with or
-// without a trailing slash, relative to the scratch directory or absolute:
-// they never leave it. Input: operations, each a code byte and arguments.
+// few names (one hidden, one in upper case, one of 255 bytes) joined by
+// single or doubled slashes, with or without a trailing slash, relative to
+// the scratch directory or absolute: they never leave it. Input: operations,
+// each a code byte and arguments.
 #include <anvil/dir.h>
 #include <anvil/file.h>
 #include <anvil/path.h>
@@ -35,7 +36,8 @@ enum Op : uint8_t { LastComponent, Mkdirp, Rm, Echo, Append, Cat, Link, List, kO
 const std::string kDir = "/", kLink = "@";
 using Tree = std::map<std::string, std::string>;
 
-const std::string kNames[] = {"a", "b", "c", std::string(255, 'l')};
+// Listed sorted by byte: ".c", "B", "a", then the long one.
+const std::string kNames[] = {"a", "B", ".c", std::string(255, 'l')};
 
 // A path from a byte of flags (components, trailing slash, absolute, doubled
 // slashes) and a byte of names.
@@ -206,8 +208,9 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
             break;
         case List: {
             // A directory's names, filtered by extended expressions that
-            // match anywhere, sorted or not; "(" does not compile.
-            static const char *const kPatterns[] = {nullptr, "", "^a", "l$", "b", "("};
+            // match anywhere, sorted or not; "(" does not compile, and
+            // nothing is listed without a consumer.
+            static const char *const kPatterns[] = {nullptr, "", "^a", "l$", "B", "("};
             uint8_t how = in.byte();
             const char *pattern = kPatterns[how % 6];
             int e = open_model(model, p, false, &file);
@@ -218,6 +221,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
                 if (std::string name = n->first.substr(dir.size()); name.find('/') == name.npos &&
                     (!pattern || std::regex_search(name, std::regex(pattern, std::regex::extended))))
                     names[0].push_back(name);
+            ANVIL_CHECK(fails(ls(p.text.c_str(), pattern, how & 8, nullptr, nullptr)) == EINVAL);
             got = fails(ls(p.text.c_str(), pattern, how & 8, [](void *arg, char **n, uint32_t count) {
                 static_cast<std::vector<std::vector<std::string>> *>(arg)->emplace_back(n, n + count);
             }, &calls));
