@@ -43,10 +43,11 @@ TEST(ProcessTable, NamesOneProcessAndRefusesWhatItCannot)
 
 TEST(Killall, SignalsEveryProcessOfTheNameAndReportsTheFirstFailure)
 {
-    Named children(3, "anvkl"), bystander(1, "anvby");
+    // Names that one extends: only the whole name matches.
+    Named children(3, "anvkl"), bystander(1, children.name + "x");
     const char *name = children.name.c_str();
     EXPECT_EQ(killall(name, 0), 0);
-    EXPECT_EQ(killall((children.name + "x").c_str(), SIGTERM), 0);  // no such name
+    EXPECT_EQ(killall(children.name.substr(0, children.name.size() - 1).c_str(), SIGTERM), 0);
     EXPECT_EQ(failure(killall(name, 1000)), EINVAL);
     for (auto &child : children.outcomes)
         EXPECT_EQ(waitpid(child.pid, nullptr, WNOHANG), 0) << "nothing was sent yet";
