@@ -13,7 +13,7 @@
 #include <unistd.h>
 #include <vector>
 
-#include "../text/ini_parser.hpp"  // white-box: bucket count and chain links
+#include "text/ini_parser.hpp"  // white-box: bucket count and chain links
 #include "support/test_support.hpp"
 
 namespace fs = std::filesystem;

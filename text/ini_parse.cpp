@@ -166,7 +166,7 @@ int ini_state_section(ini_parse_state *st)
     if (name == nullptr)
         return -1;
     st->section = name;
-    st->section_hash = anvil::ini_hash_more(anvil::kIniHashSeed, name);
+    st->section_hash = anvil::djb2_more(anvil::kDjb2Seed, name);
     st->cursor = ini_skip_line(st->cursor, st->end);
     st->next_state = ini_state_line;
     return 0;
@@ -206,7 +206,7 @@ int ini_state_value(ini_parse_state *st)
     entry->section = st->section;
     entry->key = st->key;
     entry->value = first;
-    ini_index_add(st->parser, entry, anvil::ini_hash_more(st->section_hash, st->key));
+    ini_index_add(st->parser, entry, anvil::djb2_more(st->section_hash, st->key));
     return 0;
 }
 
@@ -246,7 +246,7 @@ int ini_parse(ini_parser *parser)
     st.key = nullptr;
     st.cursor = start;
     st.next_state = ini_state_line;
-    st.section_hash = kIniHashSeed;
+    st.section_hash = kDjb2Seed;
     classify(&st);
     while (st.next_state != nullptr) {
         if (st.next_state(&st) != 0)
