@@ -79,7 +79,7 @@ TEST_F(File, ConsumersConvertAndCopyWhatCatHandsOver)
         EXPECT_STREQ(buf[0], c.copied);
         EXPECT_STREQ(buf[1], c.without_newline);
     }
-    EXPECT_EQ(failure(cat(f.c_str(), nullptr, nullptr)), EINVAL);
+    EXPECT_EQ(fails(cat(f.c_str(), nullptr, nullptr)), EINVAL);
     write_file(f, std::string("ab\0", 3));
     uint32_t length = 0;
     auto measure = [](void *arg, const char *, uint32_t n) { *static_cast<uint32_t *>(arg) = n; };
@@ -102,7 +102,7 @@ TEST_F(File, TouchUpdatesTimesOrCreatesEmpty)
     EXPECT_EQ(touch(path("new").c_str()), 0);
     EXPECT_EQ(read_file(path("new")), "");
     EXPECT_EQ(mode_of(path("new")), 0666u);
-    EXPECT_EQ(failure(touch(path("none/t").c_str())), ENOENT);
+    EXPECT_EQ(fails(touch(path("none/t").c_str())), ENOENT);
 }
 
 }  // namespace

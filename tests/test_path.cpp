@@ -22,13 +22,13 @@ TEST_F(Path, LinksAreNeverFollowedAndEmptyPathsRefused)
 {
     fs::create_directories(path("target/sub"));
     fs::create_directory_symlink(path("target"), path("link"));
-    EXPECT_EQ(failure(mkdirp(path("link").c_str())), EEXIST);
+    EXPECT_EQ(fails(mkdirp(path("link").c_str())), EEXIST);
     EXPECT_EQ(mkdirp((path("link") + "/").c_str()), 0);
     EXPECT_EQ(rm(path("link").c_str()), 0);
     EXPECT_FALSE(exists("link"));
     EXPECT_TRUE(exists("target/sub"));
-    EXPECT_EQ(failure(mkdirp("")), ENOENT);
-    EXPECT_EQ(failure(rm("")), EINVAL);
+    EXPECT_EQ(fails(mkdirp("")), ENOENT);
+    EXPECT_EQ(fails(rm("")), EINVAL);
 }
 
 // A full device is in test_stress.cpp, failing calls in the reliability
@@ -51,7 +51,7 @@ TEST_F(Path, CopyKeepsPermissionBitsAndNeverWritesThroughALink)
     // its own mode; a link is replaced, its target left alone.
     chmod(dst.c_str(), 0600);
     write_file(src, "new");
-    EXPECT_EQ(failure(__copyFile(src.c_str(), dst.c_str(), 0)), EEXIST);
+    EXPECT_EQ(fails(__copyFile(src.c_str(), dst.c_str(), 0)), EEXIST);
     EXPECT_EQ(read_file(dst).size(), 200000u);
     EXPECT_EQ(__copyFile(src.c_str(), dst.c_str(), 1), 0);
     EXPECT_EQ(read_file(dst), "new");
@@ -62,7 +62,7 @@ TEST_F(Path, CopyKeepsPermissionBitsAndNeverWritesThroughALink)
     EXPECT_EQ(read_file(link) + (fs::is_symlink(link) ? " link" : ""), "fresh");
     EXPECT_EQ(read_file(dst), "new");
 
-    EXPECT_EQ(failure(__copyFile(src.c_str(), path("").c_str(), 1)), EEXIST) << "onto a directory";
+    EXPECT_EQ(fails(__copyFile(src.c_str(), path("").c_str(), 1)), EEXIST) << "onto a directory";
 }
 
 TEST_F(Path, MvRenamesOrCopiesAcrossFileSystems)
@@ -82,7 +82,7 @@ TEST_F(Path, MvRenamesOrCopiesAcrossFileSystems)
     EXPECT_EQ(read_file(other + "/b"), "content");
     EXPECT_EQ(mode_of(other + "/b"), 0750u);
     fs::create_directory(path("d"));
-    EXPECT_EQ(failure(mv(path("d").c_str(), (other + "/d").c_str())), EISDIR);
+    EXPECT_EQ(fails(mv(path("d").c_str(), (other + "/d").c_str())), EISDIR);
     EXPECT_TRUE(exists("d"));
 }
 

@@ -52,7 +52,7 @@ TEST_F(PidFile, OneWinnerPerRaceAndTheFileHoldsItsPid)
         }
         EXPECT_EQ(mode_of(file), 0644u) << g.name;
     }
-    EXPECT_EQ(failure(ensureProcessOnlyRunOnce("once")), EEXIST) << "once, for good";
+    EXPECT_EQ(fails(ensureProcessOnlyRunOnce("once")), EEXIST) << "once, for good";
 }
 
 TEST_F(PidFile, TwiceInOneProcessLongNamesAndOpenFailures)
@@ -66,7 +66,7 @@ TEST_F(PidFile, TwiceInOneProcessLongNamesAndOpenFailures)
     for (const std::string &file : {name + ".pi", name + ".pid", longest + "x.pi"})  // 127, 128, 255
         EXPECT_EQ(access(("/var/run/" + file).c_str(), F_OK), 0) << file;
     for (auto guard : {ensureOnlyoneProcessEntity, ensureProcessOnlyRunOnce})
-        EXPECT_EQ(failure(guard("no-such-dir/x")), ENOENT);
+        EXPECT_EQ(fails(guard("no-such-dir/x")), ENOENT);
 }
 
 }  // namespace

@@ -13,7 +13,7 @@
 namespace {
 
 using anvil_test::Children;
-using anvil_test::failure;
+using anvil_test::fails;
 
 // Children that take a name that no process of anyone else has, of at most
 // 15 characters, the kernel's limit, so that killall reaches them alone.
@@ -37,8 +37,8 @@ TEST(ProcessTable, NamesOneProcessAndRefusesWhatItCannot)
         EXPECT_EQ(getProcessNameByPid(child.outcomes[0].pid, out, size), 0);
         EXPECT_EQ(out, child.name.substr(0, size - 1));
     }
-    EXPECT_EQ(failure(getProcessNameByPid(INT_MAX, out, sizeof out)), ENOENT);
-    EXPECT_EQ(failure(foreachProcess(nullptr, nullptr)), EINVAL);
+    EXPECT_EQ(fails(getProcessNameByPid(INT_MAX, out, sizeof out)), ENOENT);
+    EXPECT_EQ(fails(foreachProcess(nullptr, nullptr)), EINVAL);
 }
 
 TEST(Killall, SignalsEveryProcessOfTheNameAndReportsTheFirstFailure)
@@ -48,14 +48,14 @@ TEST(Killall, SignalsEveryProcessOfTheNameAndReportsTheFirstFailure)
     const char *name = children.name.c_str();
     EXPECT_EQ(killall(name, 0), 0);
     EXPECT_EQ(killall(children.name.substr(0, children.name.size() - 1).c_str(), SIGTERM), 0);
-    EXPECT_EQ(failure(killall(name, 1000)), EINVAL);
+    EXPECT_EQ(fails(killall(name, 1000)), EINVAL);
     for (auto &child : children.outcomes)
         EXPECT_EQ(waitpid(child.pid, nullptr, WNOHANG), 0) << "nothing was sent yet";
     if (geteuid() == 0) {
         // Another user's processes give EPERM.
         pid_t child = fork();
         if (child == 0)
-            _exit(setuid(65534) == 0 && failure(killall(name, 0)) == EPERM ? 0 : 1);
+            _exit(setuid(65534) == 0 && fails(killall(name, 0)) == EPERM ? 0 : 1);
         int status = -1;
         ASSERT_EQ(waitpid(child, &status, 0), child);
         EXPECT_EQ(status, 0) << "as another user";

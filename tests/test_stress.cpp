@@ -21,7 +21,7 @@
 
 namespace {
 
-using anvil_test::failure;
+using anvil_test::fails;
 using anvil_test::Fd;
 using anvil_test::open_fd_count;
 using anvil_test::read_file;
@@ -289,7 +289,7 @@ TEST_F(Stress, APeerClosingAtEveryByteOffset)
     for (size_t i = 0; i < 20; ++i) {
         int fds = open_fd_count(), fd = -1;
         // waitlsystema leaves the connection to its caller.
-        EXPECT_EQ(failure(i % 2 ? waitlsystema(fd = lsystema("early")) : lsystem("early")), ECONNRESET) << i / 2;
+        EXPECT_EQ(fails(i % 2 ? waitlsystema(fd = lsystema("early")) : lsystem("early")), ECONNRESET) << i / 2;
         EXPECT_EQ(close(fd), i % 2 ? 0 : -1);
         EXPECT_EQ(open_fd_count(), fds) << i / 2;
     }
@@ -310,9 +310,9 @@ TEST_F(Stress, APeerClosingAtEveryByteOffset)
         EXPECT_EQ(fd < 0 ? errno : 0, k == 0 ? ECONNRESET : k < 4 ? EPROTOTYPE : 0) << k;
         EXPECT_EQ(std::string(buf, std::min(len, k)) + std::to_string(len), std::string("abcd", k) + std::to_string(k ? k : sizeof buf));
         EXPECT_TRUE(fd < 0 || (same_file(fd, kPassed) && close(fd) == 0));
-        EXPECT_EQ(failure(recvFdByUnSock(sv[1])), ECONNRESET) << k;
+        EXPECT_EQ(fails(recvFdByUnSock(sv[1])), ECONNRESET) << k;
         // SIGPIPE keeps its default action: raising it would end the program.
-        EXPECT_EQ(failure(sendFdAndDataByUnSock(sv[1], kPassed, "x", 1)), EPIPE) << k;
+        EXPECT_EQ(fails(sendFdAndDataByUnSock(sv[1], kPassed, "x", 1)), EPIPE) << k;
         close(sv[1]);
         EXPECT_EQ(open_fd_count(), fds) << k;
     }
@@ -355,9 +355,9 @@ TEST_F(FullDisk, EveryWriterReportsItAndCorruptsNothingElse)
                 int err = errno;
                 return r >= 0 && size_t(r) < data.size() && read_file(to) == data.substr(0, size_t(r)) ? err : -1;
             });
-    on_full_disk("echo", false, ENOSPC, [&] { return failure(echo(to, source.c_str(), 0)); });
-    on_full_disk("__copyFile", false, ENOSPC, [&] { return failure(__copyFile(from.c_str(), to, 0)); });
-    on_full_disk("mv", false, ENOSPC, [&] { return failure(mv(from.c_str(), to)); });
+    on_full_disk("echo", false, ENOSPC, [&] { return fails(echo(to, source.c_str(), 0)); });
+    on_full_disk("__copyFile", false, ENOSPC, [&] { return fails(__copyFile(from.c_str(), to, 0)); });
+    on_full_disk("mv", false, ENOSPC, [&] { return fails(mv(from.c_str(), to)); });
     // The log drops what does not fit, without a word.
     on_full_disk("file_log", false, 0, [&] {
         file_log *log = file_log_create(to, 1, 0);
@@ -366,10 +366,10 @@ TEST_F(FullDisk, EveryWriterReportsItAndCorruptsNothingElse)
         file_log_destroy(log);
         return read_file(to).empty() ? -1 : 0;
     });
-    on_full_disk("ensureOnlyoneProcessEntity", true, ENOSPC, [] { return failure(ensureOnlyoneProcessEntity("full")); });
+    on_full_disk("ensureOnlyoneProcessEntity", true, ENOSPC, [] { return fails(ensureOnlyoneProcessEntity("full")); });
     // A pid that cannot be written is not reported: the file stays empty.
     on_full_disk("ensureProcessOnlyRunOnce", true, 0, [] {
-        int err = failure(ensureProcessOnlyRunOnce("once"));
+        int err = fails(ensureProcessOnlyRunOnce("once"));
         return err ? err : int(read_file("/var/run/once.pid").size());
     });
 }

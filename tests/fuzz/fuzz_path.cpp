@@ -132,11 +132,6 @@ Tree scan(const std::string &scratch)
     return disk;
 }
 
-int fails(int result)
-{
-    return result == -1 ? errno : 0;
-}
-
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
@@ -173,11 +168,11 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
         switch (op) {
         case Mkdirp:
             want = mkdirp_model(model, p);
-            got = fails(mkdirp(p.text.c_str()));
+            got = anvil_test::fails(mkdirp(p.text.c_str()));
             break;
         case Rm:
             want = rm_model(model, p);
-            got = fails(rm(p.text.c_str()));
+            got = anvil_test::fails(rm(p.text.c_str()));
             break;
         case Echo:
         case Append: {
@@ -188,13 +183,13 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
                 text[i] = char('A' + (i + n) % 26);
             if (!(want = open_model(model, p, true, &file)))
                 *file = (op == Append ? *file : "") + text + "\n";
-            got = fails(echo(p.text.c_str(), text.c_str(), op == Append));
+            got = anvil_test::fails(echo(p.text.c_str(), text.c_str(), op == Append));
             break;
         }
         case Cat: {
             want = open_model(model, p, false, &file);
             std::vector<std::string> seen;
-            got = fails(cat(p.text.c_str(), [](void *arg, const char *d, uint32_t n) {
+            got = anvil_test::fails(cat(p.text.c_str(), [](void *arg, const char *d, uint32_t n) {
                 static_cast<std::vector<std::string> *>(arg)->emplace_back(d, n);
             }, &seen));
             ANVIL_CHECK(seen == (want ? std::vector<std::string>{} : std::vector<std::string>{*file + '\0'}));
@@ -204,7 +199,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
             if (above(model, p) || model.count(p.whole()) || p.trailing)
                 continue;
             model[p.whole()] = kLink;
-            got = fails(symlink("nowhere/x", p.text.c_str()));
+            got = anvil_test::fails(symlink("nowhere/x", p.text.c_str()));
             break;
         case List: {
             // A directory's names, filtered by extended expressions that
@@ -221,8 +216,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
                 if (std::string name = n->first.substr(dir.size()); name.find('/') == name.npos &&
                     (!pattern || std::regex_search(name, std::regex(pattern, std::regex::extended))))
                     names[0].push_back(name);
-            ANVIL_CHECK(fails(ls(p.text.c_str(), pattern, how & 8, nullptr, nullptr)) == EINVAL);
-            got = fails(ls(p.text.c_str(), pattern, how & 8, [](void *arg, char **n, uint32_t count) {
+            ANVIL_CHECK(anvil_test::fails(ls(p.text.c_str(), pattern, how & 8, nullptr, nullptr)) == EINVAL);
+            got = anvil_test::fails(ls(p.text.c_str(), pattern, how & 8, [](void *arg, char **n, uint32_t count) {
                 static_cast<std::vector<std::vector<std::string>> *>(arg)->emplace_back(n, n + count);
             }, &calls));
             if (!(how & 8) && calls.size() == 1)

@@ -5,11 +5,9 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
-namespace anvil_test {
+#include "support/test_support.hpp"
 
-// The errno of a call that returned -1 (or NULL), or 0 when it did not fail.
-template <class T> int fails(T result) { return result == -1 ? errno : 0; }
-template <class T> int fails(T *result) { return result ? 0 : errno; }
+namespace anvil_test {
 
 // A descriptor closed at the end of its scope, unless it is negative.
 struct Fd {

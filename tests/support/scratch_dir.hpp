@@ -30,12 +30,6 @@ inline std::string read_file(const std::string &path)
     return std::string(std::istreambuf_iterator<char>(in), {});
 }
 
-// The errno of a call that returned -1, or 0 when it did not fail.
-inline int failure(int result)
-{
-    return result == -1 ? errno : 0;
-}
-
 // Permission and set-id bits of path itself (a link is not followed).
 inline unsigned mode_of(const std::string &path)
 {

@@ -1,9 +1,14 @@
 // Helpers shared by the test programs.
 #pragma once
 
+#include <cerrno>
 #include <cstddef>
 
 namespace anvil_test {
+
+// The errno of a call that returned -1 (or NULL), or 0 when it did not fail.
+template <class T> int fails(T result) { return result == -1 ? errno : 0; }
+template <class T> int fails(T *result) { return result ? 0 : errno; }
 
 // Number of open descriptors of this process (entries of /proc/self/fd).
 int open_fd_count();
