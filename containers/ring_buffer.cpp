@@ -1,15 +1,9 @@
 // The ring buffer. Counters run freely and are masked only to find a slot;
-// with a power-of-two capacity that stays right across their 2^32 wrap.
-//
-// The buffer is empty exactly when the two counters are equal, and an empty
-// buffer behaves as if both were 0: that is the reset on draining. Only the
-// producer's calls can tell where an empty buffer restarts, so they apply the
-// reset when they find the buffer empty, and the consumer's calls leave the
-// counters equal. The one-element read then stores one counter, and a write
-// into a drained buffer stores both at once, without a further test.
+// with a power-of-two capacity that stays right across their 2^32 wrap. The
+// consumer's calls reset both counters when they drain the buffer, so that
+// the next run starts at slot 0.
 #include "anvil/ring_buffer.h"
 
-#include <bit>
 #include <cerrno>
 #include <cstddef>
 #include <cstdint>
@@ -26,37 +20,10 @@ struct ring_buffer {
     uint32_t consumed;
     uint32_t capacity;  // a power of two
     uint32_t element_size;
-    // The storage. Its low bits hold the copy class chosen at creation:
-    // calloc aligns to at least 8 bytes, so they are otherwise always 0.
-    uintptr_t data;
+    unsigned char *data;
 };
 
 namespace {
-
-// Copy classes: 0 for any element size, k in 1..7 for 2^(k - 1) bytes.
-constexpr uintptr_t kClassBits = 7;
-static_assert(alignof(std::max_align_t) > kClassBits);
-
-uintptr_t copy_class(uint32_t element_size)
-{
-    if (std::has_single_bit(element_size) && element_size <= 64)
-        return static_cast<uintptr_t>(std::countr_zero(element_size)) + 1;
-    return 0;
-}
-
-unsigned char *storage(const ring_buffer *rb)
-{
-    // NOLINTNEXTLINE(performance-no-int-to-ptr): data is a pointer with a tag
-    return reinterpret_cast<unsigned char *>(rb->data & ~kClassBits);
-}
-
-// The address of a slot; slot * element_size fits in 32 bits (checked at
-// creation).
-unsigned char *slot_address(const ring_buffer *rb, uint32_t slot)
-{
-    // NOLINTNEXTLINE(bugprone-implicit-widening-of-multiplication-result): 32 bits suffice
-    return storage(rb) + slot * rb->element_size;
-}
 
 uint32_t used(const ring_buffer *rb)
 {
@@ -66,6 +33,11 @@ uint32_t used(const ring_buffer *rb)
 size_t bytes(const ring_buffer *rb, uint32_t elements)
 {
     return rb->element_size == 1 ? elements : size_t{elements} * rb->element_size;
+}
+
+unsigned char *slot_address(const ring_buffer *rb, uint32_t slot)
+{
+    return rb->data + bytes(rb, slot);
 }
 
 uint32_t smaller(uint32_t a, uint32_t b)
@@ -95,20 +67,17 @@ template <bool kIn>
     uint32_t slot = at & (rb->capacity - 1);
     uint32_t first = smaller(n, rb->capacity - slot);
     size_t first_bytes = bytes(rb, first);
-    move_block<kIn>(storage(rb) + bytes(rb, slot), user, first_bytes);
+    move_block<kIn>(slot_address(rb, slot), user, first_bytes);
     if (first != n)
-        move_block<kIn>(storage(rb), user + first_bytes, bytes(rb, n - first));
+        move_block<kIn>(rb->data, user + first_bytes, bytes(rb, n - first));
     return n;
 }
 
-// One element of class kClass, 2^(kClass - 1) bytes. The tag is taken off
-// the storage address as a constant, which folds into the addressing.
-template <bool kIn, uintptr_t kClass>
-uint32_t move_fixed(uintptr_t data, UserBytes<kIn> *user, uint32_t slot)
+// One element of kSize bytes, a copy of constant size.
+template <bool kIn, size_t kSize>
+uint32_t move_fixed(unsigned char *data, UserBytes<kIn> *user, uint32_t slot)
 {
-    constexpr size_t kSize = size_t{1} << (kClass - 1);
-    // NOLINTNEXTLINE(performance-no-int-to-ptr): data is a pointer with a tag
-    auto *ring = reinterpret_cast<unsigned char *>(data - kClass) + size_t{slot} * kSize;
+    unsigned char *ring = data + size_t{slot} * kSize;
     if constexpr (kIn)
         std::memcpy(ring, user, kSize);
     else
@@ -116,32 +85,33 @@ uint32_t move_fixed(uintptr_t data, UserBytes<kIn> *user, uint32_t slot)
     return 1;
 }
 
-// Bit b of the tagged storage word. The empty asm hands each test a fresh
-// copy of the word, so that the compiler emits one test and branch per level
-// of the class tree rather than computing every bit ahead of the first branch.
-// cppcheck-suppress constParameter ; the asm rewrites it
-bool class_bit(uintptr_t &data, unsigned b)
-{
-    asm("" : "+r"(data));
-    return (data >> b) & 1;
-}
-
-// One element at a slot, the common case: a copy of constant size picked by
-// the class fixed at creation, with no multiply, call or stack frame. A
-// single element never wraps. The class is taken apart bit by bit: three
-// direct branches cost less than the indirect jump of a jump table.
+// One element at a slot, the common case: a copy of constant size with no
+// multiply, call or stack frame. A single element never wraps. A word (a
+// pointer on the target) and a cache line are tested first, the other
+// powers of two up to 64 bytes next; any other size takes the general copy.
 template <bool kIn>
 [[gnu::always_inline]] inline uint32_t copy_one(const ring_buffer *rb, UserBytes<kIn> *user, uint32_t slot)
 {
-    uintptr_t d = rb->data;
-    if (class_bit(d, 2)) {
-        if (class_bit(d, 1))
-            return class_bit(d, 0) ? move_fixed<kIn, 7>(d, user, slot) : move_fixed<kIn, 6>(d, user, slot);
-        return class_bit(d, 0) ? move_fixed<kIn, 5>(d, user, slot) : move_fixed<kIn, 4>(d, user, slot);
+    unsigned char *data = rb->data;
+    uint32_t size = rb->element_size;
+    if (size == 4)
+        return move_fixed<kIn, 4>(data, user, slot);
+    if (size == 64)
+        return move_fixed<kIn, 64>(data, user, slot);
+    switch (size) {
+    case 1:
+        return move_fixed<kIn, 1>(data, user, slot);
+    case 2:
+        return move_fixed<kIn, 2>(data, user, slot);
+    case 8:
+        return move_fixed<kIn, 8>(data, user, slot);
+    case 16:
+        return move_fixed<kIn, 16>(data, user, slot);
+    case 32:
+        return move_fixed<kIn, 32>(data, user, slot);
+    default:
+        return copy_run<kIn>(rb, user, 1, slot);
     }
-    if (class_bit(d, 1))
-        return class_bit(d, 0) ? move_fixed<kIn, 3>(d, user, slot) : move_fixed<kIn, 2>(d, user, slot);
-    return class_bit(d, 0) ? move_fixed<kIn, 1>(d, user, slot) : copy_run<kIn>(rb, user, 1, slot);
 }
 
 uint32_t free_room(const ring_buffer *rb)
@@ -149,13 +119,15 @@ uint32_t free_room(const ring_buffer *rb)
     return rb->capacity - used(rb);
 }
 
-// The drain reset, applied by the producer's calls: an empty buffer starts
-// again at slot 0.
-void restart_if_empty(ring_buffer *rb)
+// The consumer's step: consumed moves to the new value, and a drained buffer
+// starts again at slot 0.
+void consume_to(ring_buffer *rb, uint32_t consumed)
 {
-    if (rb->written == rb->consumed) {
+    if (consumed == rb->written) {
         rb->written = 0;
         rb->consumed = 0;
+    } else {
+        rb->consumed = consumed;
     }
 }
 
@@ -163,7 +135,6 @@ void restart_if_empty(ring_buffer *rb)
 // is (possibly 0).
 [[gnu::noinline]] uint32_t write_any(ring_buffer *rb, const unsigned char *src, uint32_t count)
 {
-    restart_if_empty(rb);
     uint32_t at = rb->written;
     uint32_t n = smaller(count, free_room(rb));
     rb->written = at + n;
@@ -174,8 +145,10 @@ void restart_if_empty(ring_buffer *rb)
 {
     uint32_t at = rb->consumed;
     uint32_t n = smaller(count, used(rb));
-    rb->consumed = at + n;
-    return n != 0 ? copy_run<false>(rb, dst, n, at) : 0;
+    if (n == 0)
+        return 0;
+    consume_to(rb, at + n);
+    return copy_run<false>(rb, dst, n, at);
 }
 
 // The run that reserve or peek hands out: from the slot of at up to the end
@@ -202,18 +175,17 @@ ring_buffer *ring_buffer_create(uint32_t capacity, uint32_t element_size)
     rb->consumed = 0;
     rb->capacity = uint32_t{1} << shift;
     rb->element_size = element_size;
-    void *data = std::calloc(rb->capacity, element_size);
-    if (!data) {
+    rb->data = static_cast<unsigned char *>(std::calloc(rb->capacity, element_size));
+    if (!rb->data) {
         anvil::free_keep_errno(rb);
         return nullptr;
     }
-    rb->data = reinterpret_cast<uintptr_t>(data) | copy_class(element_size);
     return rb;
 }
 
 void ring_buffer_destroy(ring_buffer *rb)
 {
-    std::free(storage(rb));
+    std::free(rb->data);
     std::free(rb);
 }
 
@@ -250,11 +222,8 @@ int ring_buffer_full(const ring_buffer *rb)
     if (count != 1) [[unlikely]]
         return write_any(rb, user, count);
     if (at == rb->consumed) [[likely]] {
-        // Empty: the element goes to slot 0, and written and consumed become
-        // 1 and 0 in one store.
-        static_assert(offsetof(ring_buffer, written) == 0 && offsetof(ring_buffer, consumed) == sizeof(uint32_t));
-        constexpr uint64_t kOneStored = std::endian::native == std::endian::little ? 1 : uint64_t{1} << 32;
-        std::memcpy(rb, &kOneStored, sizeof kOneStored);
+        // Empty, so both counters are 0: the element goes to slot 0.
+        rb->written = 1;
         return copy_one<true>(rb, user, 0);
     }
     if (at - rb->consumed == rb->capacity) [[unlikely]]
@@ -269,19 +238,17 @@ uint32_t ring_buffer_read(ring_buffer *rb, void *dst, uint32_t count)
     uint32_t at = rb->consumed;
     if (count != 1 || rb->written == at) [[unlikely]]
         return read_any(rb, user, count);
-    rb->consumed = at + 1;
+    consume_to(rb, at + 1);
     return copy_one<false>(rb, user, at & (rb->capacity - 1));
 }
 
 void *ring_buffer_reserve(ring_buffer *rb, uint32_t *count)
 {
-    uint32_t at = rb->written == rb->consumed ? 0 : rb->written;  // drained: slot 0
-    return run_at(rb, at, free_room(rb), count);
+    return run_at(rb, rb->written, free_room(rb), count);
 }
 
 uint32_t ring_buffer_commit(ring_buffer *rb, uint32_t count)
 {
-    restart_if_empty(rb);
     uint32_t n = smaller(count, free_room(rb));
     rb->written += n;
     return n;
@@ -295,6 +262,6 @@ void *ring_buffer_peek(ring_buffer *rb, uint32_t *count)
 uint32_t ring_buffer_decommit(ring_buffer *rb, uint32_t count)
 {
     uint32_t n = smaller(count, used(rb));
-    rb->consumed += n;
+    consume_to(rb, rb->consumed + n);
     return n;
 }
