@@ -1,6 +1,8 @@
 // One element in and out per iteration: the ring buffer's copying calls and
 // its zero-copy pairs, a bare memcpy of the same bytes (the floor), and the
-// single-producer rings of Concurrency Kit.
+// single-producer rings of Concurrency Kit. Then runs of kRun elements, the
+// zero-copy pairs' use: the same bytes move either way, through the caller's
+// buffers or in place.
 #include <anvil/ring_buffer.h>
 #include <benchmark/benchmark.h>
 
@@ -13,6 +15,7 @@
 namespace {
 
 constexpr uint32_t kCapacity = 1024;
+constexpr uint32_t kRun = 16;
 
 template <size_t N>
 struct Rec {
@@ -47,6 +50,37 @@ void BM_RingReserveCommit(benchmark::State &state)
         benchmark::ClobberMemory();
     }
     state.SetItemsProcessed(state.iterations());
+    ring_buffer_destroy(rb);
+}
+
+template <size_t N>
+void BM_RingWriteReadRun(benchmark::State &state)
+{
+    ring_buffer *rb = ring_buffer_create(kCapacity, N);
+    Rec<N> in[kRun]{}, out[kRun]{};
+    for (auto _ : state) {
+        benchmark::DoNotOptimize(ring_buffer_write(rb, in, kRun));
+        benchmark::DoNotOptimize(ring_buffer_read(rb, out, kRun));
+        benchmark::ClobberMemory();
+    }
+    state.SetItemsProcessed(state.iterations() * kRun);
+    ring_buffer_destroy(rb);
+}
+
+template <size_t N>
+void BM_RingReserveCommitRun(benchmark::State &state)
+{
+    ring_buffer *rb = ring_buffer_create(kCapacity, N);
+    Rec<N> in[kRun]{}, out[kRun]{};
+    uint32_t n;
+    for (auto _ : state) {
+        std::memcpy(ring_buffer_reserve(rb, &n), in, sizeof in);
+        ring_buffer_commit(rb, kRun);
+        std::memcpy(out, ring_buffer_peek(rb, &n), sizeof out);
+        ring_buffer_decommit(rb, kRun);
+        benchmark::ClobberMemory();
+    }
+    state.SetItemsProcessed(state.iterations() * kRun);
     ring_buffer_destroy(rb);
 }
 
@@ -103,3 +137,7 @@ BENCHMARK(BM_RingWriteRead<64>);
 BENCHMARK(BM_RingReserveCommit<64>);
 BENCHMARK(BM_Memcpy<64>);
 BENCHMARK(BM_CkRingTyped64);
+BENCHMARK(BM_RingWriteReadRun<4>);
+BENCHMARK(BM_RingReserveCommitRun<4>);
+BENCHMARK(BM_RingWriteReadRun<64>);
+BENCHMARK(BM_RingReserveCommitRun<64>);

@@ -86,18 +86,18 @@ uint32_t move_fixed(unsigned char *data, UserBytes<kIn> *user, uint32_t slot)
 }
 
 // One element at a slot, the common case: a copy of constant size with no
-// multiply, call or stack frame. A single element never wraps. A word (a
-// pointer on the target) and a cache line are tested first, the other
-// powers of two up to 64 bytes next; any other size takes the general copy.
+// multiply, call or stack frame. A single element never wraps. A cache line
+// and a word (a pointer on the target) are tested first, the other powers of
+// two up to 64 bytes next; any other size takes the general copy.
 template <bool kIn>
 [[gnu::always_inline]] inline uint32_t copy_one(const ring_buffer *rb, UserBytes<kIn> *user, uint32_t slot)
 {
     unsigned char *data = rb->data;
     uint32_t size = rb->element_size;
-    if (size == 4)
-        return move_fixed<kIn, 4>(data, user, slot);
     if (size == 64)
         return move_fixed<kIn, 64>(data, user, slot);
+    if (size == 4)
+        return move_fixed<kIn, 4>(data, user, slot);
     switch (size) {
     case 1:
         return move_fixed<kIn, 1>(data, user, slot);
