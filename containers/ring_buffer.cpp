@@ -77,7 +77,7 @@ template <bool kIn>
 template <bool kIn, size_t kSize>
 uint32_t move_fixed(unsigned char *data, UserBytes<kIn> *user, uint32_t slot)
 {
-    unsigned char *ring = data + size_t{slot} * kSize;
+    unsigned char *ring = data + static_cast<size_t>(slot) * kSize;
     if constexpr (kIn)
         std::memcpy(ring, user, kSize);
     else
