@@ -12,20 +12,22 @@
 
 namespace {
 
-// Room for exactly one descriptor: 16 bytes on 32-bit ARM, where CMSG_SPACE
-// and CMSG_LEN of one int agree; 64-bit hosts get their own, larger layout.
+// One control message for one descriptor: 16 bytes on 32-bit ARM, where
+// CMSG_SPACE and CMSG_LEN of one int agree; 64-bit hosts pad it to 24.
 union Control {
     cmsghdr align;
     unsigned char bytes[CMSG_SPACE(sizeof(int))];
 };
 
-msghdr message(iovec *data, Control *control)
+// A receiver offers only CMSG_LEN of one int, so that the kernel installs the
+// first descriptor of a message and drops the rest also where CMSG_SPACE pads.
+msghdr message(iovec *data, Control *control, size_t room = sizeof(Control::bytes))
 {
     msghdr msg = {};
     msg.msg_iov = data;
     msg.msg_iovlen = 1;
     msg.msg_control = control->bytes;
-    msg.msg_controllen = sizeof control->bytes;
+    msg.msg_controllen = room;
     return msg;
 }
 
@@ -76,7 +78,7 @@ int recvFdAndDataByUnSock(int sock, void *buf, size_t *len)
     if (!buf || !len || *len == 0)
         return anvil::fail(EINVAL);
     iovec iov = {buf, *len};
-    msghdr msg = message(&iov, &control);
+    msghdr msg = message(&iov, &control, CMSG_LEN(sizeof(int)));
     ssize_t r;
     do
         r = ::recvmsg(sock, &msg, 0);
