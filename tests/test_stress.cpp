@@ -25,6 +25,7 @@ using anvil_test::fails;
 using anvil_test::Fd;
 using anvil_test::open_fd_count;
 using anvil_test::read_file;
+using anvil_test::same_file;
 
 constexpr size_t kSize = 1 << 20;
 // One byte per call is a million system calls, each costing microseconds
@@ -93,12 +94,6 @@ ssize_t string(int fd, char *p, size_t n, size_t)
     std::memcpy(p, s ? s : "", std::min(len, n));
     free(s);
     return s ? ssize_t(len) : -1;
-}
-
-bool same_file(int a, int b)
-{
-    struct stat x, y;
-    return fstat(a, &x) == 0 && fstat(b, &y) == 0 && x.st_dev == y.st_dev && x.st_ino == y.st_ino;
 }
 
 // Descriptor passing moves p as messages of kMessage bytes, each carrying

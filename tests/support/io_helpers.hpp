@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 #include <cerrno>
 #include <sys/socket.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include "support/test_support.hpp"
@@ -19,6 +20,13 @@ struct Fd {
     }
     operator int() const { return fd; }
 };
+
+// Whether two descriptors are open on the same file.
+inline bool same_file(int a, int b)
+{
+    struct stat x, y;
+    return fstat(a, &x) == 0 && fstat(b, &y) == 0 && x.st_dev == y.st_dev && x.st_ino == y.st_ino;
+}
 
 // Two connected descriptors, [0] reads and [1] writes: a stream socket pair
 // or a pipe. Either end may be closed early with close_end().
