@@ -34,9 +34,8 @@ constexpr size_t line_max = 256;
 constexpr size_t stamp_length = 15;  // "Mmm dd hh:mm:ss"
 constexpr size_t text_offset = stamp_length + 1;
 
-// O_NOFOLLOW on both opens: a link planted at the path is never written through.
-constexpr int create_flags = O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC | O_NOFOLLOW;
-constexpr int continue_flags = O_WRONLY | O_APPEND | O_CLOEXEC | O_NOFOLLOW;
+constexpr int create_flags = O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC;
+constexpr int continue_flags = O_WRONLY | O_APPEND | O_CLOEXEC;
 
 // Saturates rather than wraps, so that a file past 4 GiB still counts as full.
 uint32_t add_size(uint32_t size, uint64_t more)

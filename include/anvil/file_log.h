@@ -8,10 +8,9 @@
  * backup_count - 1 down to 1, then path to path.0 (the newest), dropping the
  * oldest; the next append creates a new live file.
  *
- * The live file is created with mode 0640 (before the umask) and never
- * written through a symbolic link: a link found at creation is removed, and
- * the live file is always opened with O_NOFOLLOW, so a link planted later only
- * makes appends drop their lines. Descriptors carry O_CLOEXEC.
+ * The live file is created with mode 0640 (before the umask); a symbolic
+ * link found at path by file_log_create is removed, so the log does not write
+ * through it. Descriptors carry O_CLOEXEC.
  * A handle is not synchronised, and nothing coordinates two handles on one
  * path. No operation checks the handle for NULL.
  */
