@@ -29,23 +29,6 @@ bool is_all_digits(const char *text)
     return true;
 }
 
-// Reads the name from the stat file at path, relative to dir.
-int read_stat_name(int dir, const char *path, char *out, size_t size)
-{
-    int fd = openat(dir, path, O_RDONLY | O_CLOEXEC);
-    if (fd < 0)
-        return -1;
-    // One read: the pid and the name always come within the first 511 bytes.
-    char text[512];
-    ssize_t got = read(fd, text, sizeof text - 1);
-    if (got < 0) {
-        anvil::close_keep_errno(fd);
-        return -1;
-    }
-    (void)close(fd);
-    return anvil::copy_stat_name(text, static_cast<size_t>(got), out, size);
-}
-
 void kill_matching(void *arg, int pid, const char *name)
 {
     auto *context = static_cast<killall_context *>(arg);
@@ -61,7 +44,18 @@ int getProcessNameByPid(int pid, char *out, size_t size)
 {
     char path[64];
     (void)std::snprintf(path, sizeof path, "/proc/%d/stat", pid);
-    return read_stat_name(AT_FDCWD, path, out, size);
+    int fd = ::open(path, O_RDONLY | O_CLOEXEC);
+    if (fd < 0)
+        return -1;
+    // One read: the pid and the name always come within the first 511 bytes.
+    char text[512];
+    ssize_t got = ::read(fd, text, sizeof text - 1);
+    if (got < 0) {
+        anvil::close_keep_errno(fd);
+        return -1;
+    }
+    (void)::close(fd);
+    return anvil::copy_stat_name(text, static_cast<size_t>(got), out, size);
 }
 
 int foreachProcess(foreach_process_callback visitor, void *arg)
@@ -72,12 +66,9 @@ int foreachProcess(foreach_process_callback visitor, void *arg)
     if (!dir)
         return -1;
     // readdir is readdir_r without the caller's entry buffer: glibc's
-    // directory stream is private to this call. Opening "<pid>/stat" relative
-    // to the open /proc saves resolving "/proc" again for every process.
-    int proc = dirfd(dir);
+    // directory stream is private to this call.
     int error = 0;
     char name[128];
-    char path[32];
     for (;;) {
         errno = 0;
         // cppcheck-suppress readdirCalled ; see above
@@ -88,12 +79,10 @@ int foreachProcess(foreach_process_callback visitor, void *arg)
         }
         if (entry->d_type != DT_DIR || !is_all_digits(entry->d_name))
             continue;
-        // d_name is at most 10 digits here: the pid numbers /proc hands out.
-        if (std::snprintf(path, sizeof path, "%s/stat", entry->d_name) >= static_cast<int>(sizeof path))
-            continue;
+        int pid = atoi(entry->d_name);  // NOLINT(cert-err34-c): all digits
         // A process that ended since the listing is skipped silently.
-        if (read_stat_name(proc, path, name, sizeof name) == 0)
-            visitor(arg, atoi(entry->d_name), name);  // NOLINT(cert-err34-c): all digits
+        if (getProcessNameByPid(pid, name, sizeof name) == 0)
+            visitor(arg, pid, name);
     }
     (void)closedir(dir);
     return error ? anvil::fail(error) : 0;
