@@ -2,24 +2,24 @@
 // apart from the end of the directory.
 #pragma once
 
-#include <cerrno>
 #include <dirent.h>
 
 namespace anvil {
 
-// Next entry other than "." and "..": nullptr at the end (*err = 0) or on a
-// read error (*err = its errno). readdir is safe here because no other thread
-// sees the stream; it replaces the deprecated readdir_r.
-inline dirent *next_entry(DIR *dir, int *err)
+// Next entry other than "." and "..", read into *storage: nullptr at the end
+// (*err = 0) or on a read error (*err = the error number readdir_r returned).
+inline dirent *next_entry(DIR *dir, dirent *storage, int *err)
 {
     for (;;) {
-        errno = 0;
-        // cppcheck-suppress readdirCalled ; see above
-        dirent *e = ::readdir(dir);  // NOLINT(concurrency-mt-unsafe): dir is private
-        if (!e) {
-            *err = errno;
+        dirent *e = nullptr;
+        // readdir_r is deprecated in favour of readdir; it is kept because its
+        // error comes back as a result of its own, apart from errno.
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wdeprecated-declarations"
+        *err = ::readdir_r(dir, storage, &e);
+#pragma GCC diagnostic pop
+        if (*err != 0 || !e)
             return nullptr;
-        }
         const char *n = e->d_name;
         if (!(n[0] == '.' && (n[1] == '\0' || (n[1] == '.' && n[2] == '\0'))))
             return e;

@@ -51,7 +51,8 @@ int compare_names(const void *a, const void *b)
 int collect(DIR *dir, const regex_t *filter, NameList *list)
 {
     int err = 0;
-    while (dirent *e = anvil::next_entry(dir, &err)) {
+    dirent storage;
+    while (dirent *e = anvil::next_entry(dir, &storage, &err)) {
         if (filter && ::regexec(filter, e->d_name, 0, nullptr, 0) != 0)
             continue;
         if ((err = list->append(e->d_name)) != 0)

@@ -11,6 +11,7 @@
 #include <unistd.h>
 
 #include "base/errno_guard.hpp"
+#include "fs/dir_entries.hpp"
 #include "fs/stat_name.hpp"
 
 namespace {
@@ -65,18 +66,10 @@ int foreachProcess(foreach_process_callback visitor, void *arg)
     DIR *dir = opendir("/proc");
     if (!dir)
         return -1;
-    // readdir is readdir_r without the caller's entry buffer: glibc's
-    // directory stream is private to this call.
     int error = 0;
+    dirent storage;
     char name[128];
-    for (;;) {
-        errno = 0;
-        // cppcheck-suppress readdirCalled ; see above
-        const dirent *entry = readdir(dir);  // NOLINT(concurrency-mt-unsafe): dir is private
-        if (!entry) {
-            error = errno;
-            break;
-        }
+    while (const dirent *entry = anvil::next_entry(dir, &storage, &error)) {
         if (entry->d_type != DT_DIR || !is_all_digits(entry->d_name))
             continue;
         int pid = atoi(entry->d_name);  // NOLINT(cert-err34-c): all digits

@@ -5,7 +5,6 @@
 #include <cstdlib>
 #include <cstring>
 #include <dirent.h>
-#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -23,16 +22,24 @@ int done_unless_failed(int r)
     return r == 0 || errno == ENOENT ? 0 : -1;
 }
 
-// Opens the directory itself: O_NOFOLLOW refuses a link swapped in since lstat.
-DIR *open_directory(const char *path)
+// opendir follows a symbolic link. One swapped in for the directory since
+// the lstat shows as another file than lstat saw, and is refused as the
+// directory's own open would refuse a link (ENOTDIR): the removal never goes
+// on inside what the link points to.
+DIR *open_directory(const char *path, const struct stat &seen)
 {
-    int fd = ::open(path, O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
-    if (fd < 0)
-        return nullptr;
-    DIR *dir = ::fdopendir(fd);
+    DIR *dir = ::opendir(path);
     if (!dir)
-        anvil::close_keep_errno(fd);
-    return dir;
+        return nullptr;
+    struct stat opened;
+    int err = ::fstat(::dirfd(dir), &opened) != 0 ? errno : 0;
+    if (err == 0 && (opened.st_dev != seen.st_dev || opened.st_ino != seen.st_ino))
+        err = ENOTDIR;
+    if (err == 0)
+        return dir;
+    (void)::closedir(dir);
+    errno = err;
+    return nullptr;
 }
 
 int remove_tree(char *path, size_t length);
@@ -50,7 +57,8 @@ int remove_entries(DIR *dir, const char *path, size_t length)
     const size_t prefix = length + 1;
     size_t room = capacity - prefix - 1;  // one byte is kept for the NUL
     int err = 0;
-    while (dirent *e = anvil::next_entry(dir, &err)) {
+    dirent storage;
+    while (dirent *e = anvil::next_entry(dir, &storage, &err)) {
         size_t len = std::strlen(e->d_name);
         if (room < len) {
             capacity += len - room + kSlack;
@@ -79,14 +87,9 @@ int remove_tree(char *path, size_t length)
         return done_unless_failed(-1);
     if (!S_ISDIR(st.st_mode))
         return done_unless_failed(::unlink(path));
-    DIR *dir = open_directory(path);
-    if (!dir) {
-        // Something else took the directory's place since the lstat: remove
-        // that instead, as the lstat would have had it.
-        if (errno == ENOTDIR || errno == ELOOP)
-            return done_unless_failed(::unlink(path));
+    DIR *dir = open_directory(path, st);
+    if (!dir)
         return done_unless_failed(-1);
-    }
     int err = remove_entries(dir, path, length);
     if (::closedir(dir) != 0 && err == 0)
         err = errno;

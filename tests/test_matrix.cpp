@@ -450,7 +450,7 @@ const struct Call {
     {"lstat64", EACCES, false}, {"creat64", EACCES, false}, {"flock", ENOLCK, true},
     {"ftruncate64", EIO, true}, {"utimes", EACCES, false}, {"mkdir", EACCES, false},
     {"rmdir", EBUSY, false}, {"unlink", EACCES, false}, {"rename", EACCES, false},
-    {"opendir", EMFILE, false}, {"fdopendir", EMFILE, false}, {"readv", EIO, true},
+    {"opendir", EMFILE, false}, {"readdir64_r", EIO, false}, {"readv", EIO, true},
     {"writev", EIO, true}, {"select", ENOMEM, false},
 };
 

@@ -19,8 +19,8 @@ typedef void (*ls_callback)(void *arg, char **names, uint32_t count);
  * pattern matches anywhere (regcomp REG_EXTENDED | REG_NOSUB; NULL or "" for
  * all), sorted by strcmp when sort is non-zero, else in directory order.
  * The consumer is called once with the complete list, and not at all when
- * no name is kept. The directory is read with readdir on a stream private
- * to the call, a read error being told apart from its end.
+ * no name is kept. The directory is opened with opendir and read with
+ * readdir_r; a read error is the error number readdir_r returns.
  * Returns 0, or -1 with errno: EINVAL for a NULL consumer or a pattern that
  * regcomp refuses for any reason (nothing is opened; regcomp's own code is
  * not passed on), opendir's errno (ENOENT, ENOTDIR, EACCES), the read error,

@@ -33,10 +33,10 @@ ANVIL_API int mkdirp(const char *path);
  * nothing remains (a missing path included; "/" removes nothing), or -1:
  * EINVAL for an empty path, ENOMEM, or the errno of the first failing call,
  * at which the walk stops and leaves the rest in place.
- * Symbolic links anywhere in the tree are removed, never followed: each
- * directory is opened with O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC,
- * so a link or other non-directory swapped in for a directory after its
- * lstat is never entered: it is unlinked like any non-directory.
+ * Symbolic links anywhere in the tree are removed, never followed: types
+ * come from lstat, each directory is opened with opendir and read with
+ * readdir_r, and a link swapped in for a directory after its lstat is not
+ * entered: the walk stops there with ENOTDIR.
  * Child paths are built in one buffer per level (path length + 256 bytes,
  * grown with 256 bytes of slack when a name does not fit), and each level
  * holds one open directory while it recurses. */

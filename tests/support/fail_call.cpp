@@ -86,7 +86,14 @@ ANVIL_FAILABLE(int, rmdir, (const char *p), (p))
 ANVIL_FAILABLE(int, unlink, (const char *p), (p))
 ANVIL_FAILABLE(int, rename, (const char *a, const char *b), (a, b))
 ANVIL_FAILABLE(DIR *, opendir, (const char *p), (p))
-ANVIL_FAILABLE(DIR *, fdopendir, (int fd), (fd))
+
+// readdir_r reports its error as its result; with 64-bit file offsets the
+// library reaches it as readdir64_r.
+extern "C" int readdir64_r(DIR *dir, dirent64 *entry, dirent64 **result)
+{
+    static auto real = next<int (*)(DIR *, dirent64 *, dirent64 **)>("readdir64_r");
+    return hit("readdir64_r") ? (*result = nullptr, error) : real(dir, entry, result);
+}
 
 extern "C" int open64(const char *path, int flags, ...)
 {
