@@ -9,9 +9,11 @@
 #
 # BUILD_DIR defaults to build-bench (configured and built when missing),
 # OUT_DIR to BUILD_DIR/bench-results. Environment: ANVIL_BENCH_CPU (core to
-# pin to, default the last one), ANVIL_BENCH_REPS (default 3),
+# pin to, default the last one), ANVIL_BENCH_REPS (default 5),
 # ANVIL_BENCH_MIN_TIME (seconds per repetition, default 0.2),
-# ANVIL_BENCH_FILTER (a --benchmark_filter regex, default all).
+# ANVIL_BENCH_FILTER (a --benchmark_filter regex, default all). Every
+# benchmark runs 50 ms before it is measured, so that the first of a binary
+# is not timed while the core and its caches warm up.
 set -eu
 
 update=0
@@ -23,7 +25,7 @@ src=$(cd "$(dirname "$0")/.." && pwd)
 build=${1:-$src/build-bench}
 out=${2:-$build/bench-results}
 cpu=${ANVIL_BENCH_CPU:-$(($(nproc) - 1))}
-reps=${ANVIL_BENCH_REPS:-3}
+reps=${ANVIL_BENCH_REPS:-5}
 min_time=${ANVIL_BENCH_MIN_TIME:-0.2}
 filter=${ANVIL_BENCH_FILTER:-.}
 
@@ -45,7 +47,7 @@ for bin in "$build"/bench/bench_*; do
     # the others; it is named in the summary.
     if ! taskset -c "$cpu" "$bin" --benchmark_filter="$filter" \
         --benchmark_repetitions="$reps" --benchmark_report_aggregates_only=true \
-        --benchmark_min_time="$min_time" \
+        --benchmark_min_time="$min_time" --benchmark_min_warmup_time=0.05 \
         --benchmark_out="$out/$name.json" --benchmark_out_format=json >&2; then
         failed="$failed $name"
     fi
