@@ -1,6 +1,6 @@
 // One element in and out per iteration: the ring buffer's copying calls and
 // its zero-copy pairs, a bare memcpy of the same bytes (the floor), and the
-// single-producer rings of Concurrency Kit. Then runs of kRun elements, the
+// single-producer rings of Concurrency Kit. Then runs of 16 elements, the
 // zero-copy pairs' use: the same bytes move either way, through the caller's
 // buffers or in place.
 #include <anvil/ring_buffer.h>
@@ -15,72 +15,40 @@
 namespace {
 
 constexpr uint32_t kCapacity = 1024;
-constexpr uint32_t kRun = 16;
 
 template <size_t N>
 struct Rec {
     unsigned char b[N];
 };
 
-template <size_t N>
+template <size_t N, uint32_t kCount = 1>
 void BM_RingWriteRead(benchmark::State &state)
 {
     ring_buffer *rb = ring_buffer_create(kCapacity, N);
-    Rec<N> in{}, out{};
+    Rec<N> in[kCount]{}, out[kCount]{};
     for (auto _ : state) {
-        benchmark::DoNotOptimize(ring_buffer_write(rb, &in, 1));
-        benchmark::DoNotOptimize(ring_buffer_read(rb, &out, 1));
+        benchmark::DoNotOptimize(ring_buffer_write(rb, in, kCount));
+        benchmark::DoNotOptimize(ring_buffer_read(rb, out, kCount));
         benchmark::ClobberMemory();
     }
-    state.SetItemsProcessed(state.iterations());
+    state.SetItemsProcessed(state.iterations() * kCount);
     ring_buffer_destroy(rb);
 }
 
-template <size_t N>
+template <size_t N, uint32_t kCount = 1>
 void BM_RingReserveCommit(benchmark::State &state)
 {
     ring_buffer *rb = ring_buffer_create(kCapacity, N);
-    Rec<N> in{}, out{};
-    uint32_t n;
-    for (auto _ : state) {
-        std::memcpy(ring_buffer_reserve(rb, &n), &in, N);
-        ring_buffer_commit(rb, 1);
-        std::memcpy(&out, ring_buffer_peek(rb, &n), N);
-        ring_buffer_decommit(rb, 1);
-        benchmark::ClobberMemory();
-    }
-    state.SetItemsProcessed(state.iterations());
-    ring_buffer_destroy(rb);
-}
-
-template <size_t N>
-void BM_RingWriteReadRun(benchmark::State &state)
-{
-    ring_buffer *rb = ring_buffer_create(kCapacity, N);
-    Rec<N> in[kRun]{}, out[kRun]{};
-    for (auto _ : state) {
-        benchmark::DoNotOptimize(ring_buffer_write(rb, in, kRun));
-        benchmark::DoNotOptimize(ring_buffer_read(rb, out, kRun));
-        benchmark::ClobberMemory();
-    }
-    state.SetItemsProcessed(state.iterations() * kRun);
-    ring_buffer_destroy(rb);
-}
-
-template <size_t N>
-void BM_RingReserveCommitRun(benchmark::State &state)
-{
-    ring_buffer *rb = ring_buffer_create(kCapacity, N);
-    Rec<N> in[kRun]{}, out[kRun]{};
+    Rec<N> in[kCount]{}, out[kCount]{};
     uint32_t n;
     for (auto _ : state) {
         std::memcpy(ring_buffer_reserve(rb, &n), in, sizeof in);
-        ring_buffer_commit(rb, kRun);
+        ring_buffer_commit(rb, kCount);
         std::memcpy(out, ring_buffer_peek(rb, &n), sizeof out);
-        ring_buffer_decommit(rb, kRun);
+        ring_buffer_decommit(rb, kCount);
         benchmark::ClobberMemory();
     }
-    state.SetItemsProcessed(state.iterations() * kRun);
+    state.SetItemsProcessed(state.iterations() * kCount);
     ring_buffer_destroy(rb);
 }
 
@@ -137,7 +105,7 @@ BENCHMARK(BM_RingWriteRead<64>);
 BENCHMARK(BM_RingReserveCommit<64>);
 BENCHMARK(BM_Memcpy<64>);
 BENCHMARK(BM_CkRingTyped64);
-BENCHMARK(BM_RingWriteReadRun<4>);
-BENCHMARK(BM_RingReserveCommitRun<4>);
-BENCHMARK(BM_RingWriteReadRun<64>);
-BENCHMARK(BM_RingReserveCommitRun<64>);
+BENCHMARK_TEMPLATE2(BM_RingWriteRead, 4, 16);
+BENCHMARK_TEMPLATE2(BM_RingReserveCommit, 4, 16);
+BENCHMARK_TEMPLATE2(BM_RingWriteRead, 64, 16);
+BENCHMARK_TEMPLATE2(BM_RingReserveCommit, 64, 16);
